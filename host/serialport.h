@@ -1,0 +1,101 @@
+#pragma once
+
+#include <QByteArray>
+#include <QObject>
+#include <QString>
+
+class QSerialPort;
+
+namespace canservice {
+
+// The head unit's serial port, played by QSerialPort: raw 8N1, no flow control.
+class SerialPort : public QObject
+{
+    Q_OBJECT
+public:
+    explicit SerialPort(QObject *parent = nullptr);
+    ~SerialPort() override;
+
+    // A null or empty name takes $CANSERVICE_SERIAL_PORT, else /dev/ttyUSB0.
+    bool open(const QString &portName, int baudRate);
+    void close();
+    // flag true: push the bytes to the device now (link frames the adapter waits for);
+    // false: leave them to the event loop like any other write.
+    qint64 writeData(const QByteArray &data, bool flag);
+
+    bool isOpen() const;
+    QString portName() const { return mPortName; }
+
+    // The most recently constructed port that is still alive. Lets a host-side
+    // tool or test reach the port that the plugin created for itself.
+    static SerialPort *latest();
+
+signals:
+    void read(QByteArray data); // each received chunk, in order
+    void written(QByteArray data,
+                 bool flag); // every writeData call, whether or not it reached a device
+
+private:
+    void onReadyRead();
+
+    QSerialPort *mPort;
+    QString mPortName;
+};
+
+class ConfigManager
+{
+public:
+    static ConfigManager *instance();
+    QString getPluginFullPath(); // absolute path of the loaded plugin file
+    void setPluginFullPath(const QString &path);
+
+private:
+    QString mPluginFullPath;
+};
+
+} // namespace canservice
+
+class CanBusManager
+{
+public:
+    static CanBusManager *instance();
+    int getQvxCarModelIndex();
+    int getCarModelId();
+    void setQvxCarModelIndex(int index);
+    void setCarModelId(int id);
+
+private:
+    CanBusManager();
+    int mCarModelIndex;
+    int mCarModelId;
+};
+
+class Translator
+{
+public:
+    static QString translate(int id);
+    // Reloads the texts: built-in English, replaced by $CANSERVICE_TRANSLATIONS when set.
+    static void reload();
+};
+
+namespace mem {
+
+class SettingsExe
+{
+public:
+    bool getValue(const QString &key, const QString &file, bool defaultValue);
+};
+
+class SettingsUtil
+{
+public:
+    static SettingsUtil *instance();
+    SettingsExe *getSaver();
+    bool getDriverPosition(bool flag); // defined by the plugin's util/
+    bool getDriverPosition();
+
+private:
+    SettingsExe mSaver;
+};
+
+} // namespace mem
