@@ -4,88 +4,149 @@
 #include "frame.h"
 #include "log.h"
 
+#include <QtGlobal>
+
 namespace canservice {
+
+namespace {
+constexpr int RadarLength = 12;
+constexpr quint8 NoReading = 0xFF;
+
+// Highest raw distance of each band, nearest first; raw 0 is a sensor that reports nothing.
+constexpr quint8 BandTop[] = {38, 69, 100, 131, 162, 193, 224, 255};
+
+quint8 band(quint8 raw)
+{
+    if (raw == 0)
+        return NoReading;
+    quint8 b = 0;
+    while (raw > BandTop[b])
+        ++b;
+    return b;
+}
+
+// The host counts levels from 1 (nearest); 255 is no reading.
+int level(quint8 b)
+{
+    return b < 8 ? b + 1 : 255;
+}
+
+int slotLevel(const QByteArray &table, int slot)
+{
+    return level(frame::u8(table, slot));
+}
+
+// A front-middle zone has a second reading; the nearer one wins, and no reading (0xFF) never does.
+int mergedLevel(const QByteArray &table, int slot, int second)
+{
+    return level(qMin(frame::u8(table, slot), frame::u8(table, second)));
+}
+} // namespace
 
 int SimpleService::getFrontRadarLeftDistance()
 {
-    return 0;
+    return slotLevel(mRadarData, 0);
 }
 
 int SimpleService::getFrontRadarMiddleLeftDistance()
 {
-    return 0;
+    return mergedLevel(mRadarData, 1, 16);
 }
 
 int SimpleService::getFrontRadarMiddleRightDistance()
 {
-    return 0;
+    return mergedLevel(mRadarData, 2, 17);
 }
 
 int SimpleService::getFrontRadarRightDistance()
 {
-    return 0;
+    return slotLevel(mRadarData, 3);
 }
 
 int SimpleService::getRearRadarLeftDistance()
 {
-    return 0;
+    return slotLevel(mRadarData, 4);
 }
 
 int SimpleService::getRearRadarMiddleLeftDistance()
 {
-    return 0;
+    return slotLevel(mRadarData, 5);
 }
 
 int SimpleService::getRearRadarMiddleRightDistance()
 {
-    return 0;
+    return slotLevel(mRadarData, 6);
 }
 
 int SimpleService::getRearRadarRightDistance()
 {
-    return 0;
+    return slotLevel(mRadarData, 7);
 }
 
+// The adapter feeds no side sensor: slots 8 to 15 keep no reading.
 int SimpleService::getLeftRadarFrontDistance()
 {
-    return 0;
+    return slotLevel(mRadarData, 8);
 }
 
 int SimpleService::getLeftRadarMiddleFrontDistance()
 {
-    return 0;
+    return slotLevel(mRadarData, 9);
 }
 
 int SimpleService::getLeftRadarMiddleRearDistance()
 {
-    return 0;
+    return slotLevel(mRadarData, 10);
 }
 
 int SimpleService::getLeftRadarRearDistance()
 {
-    return 0;
+    return slotLevel(mRadarData, 11);
 }
 
 int SimpleService::getRightRadarFrontDistance()
 {
-    return 0;
+    return slotLevel(mRadarData, 12);
 }
 
 int SimpleService::getRightRadarMiddleFrontDistance()
 {
-    return 0;
+    return slotLevel(mRadarData, 13);
 }
 
 int SimpleService::getRightRadarMiddleRearDistance()
 {
-    return 0;
+    return slotLevel(mRadarData, 14);
 }
 
 int SimpleService::getRightRadarRearDistance()
 {
-    return 0;
+    return slotLevel(mRadarData, 15);
 }
 
-void SimpleService::doRadar(int, QByteArray &) {}
+// The rear sensors come first in the frame (bytes 0-3) but live in slots 4-7; the front
+// sensors follow (bytes 4-7) into slots 0-3.
+void SimpleService::doRadar(int, QByteArray &data)
+{
+    if (data.size() != RadarLength) {
+        QVX_ERR;
+        return;
+    }
+    QVX_DBG << data.toHex();
+
+    QByteArray bands = mRadarData;
+    QVX_DBG << int(frame::u8(bands, 4)) << bands.size();
+    for (int slot = 4; slot <= 7; ++slot)
+        bands[slot] = char(band(frame::u8(data, slot - 4)));
+    QVX_DBG << int(frame::u8(bands, 4)) << bands.size();
+    for (int slot = 0; slot <= 3; ++slot)
+        bands[slot] = char(band(frame::u8(data, slot + 4)));
+    QVX_DBG << int(frame::u8(bands, 0)) << bands.size();
+
+    if (bands != mRadarData) {
+        mRadarData = bands;
+        emit sigRadarChanged();
+    }
+}
 
 } // namespace canservice
