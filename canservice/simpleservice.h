@@ -156,6 +156,8 @@ private slots:
 private:
     // Builds LEN, CMD, data and checksum behind the header and writes the frame in one call.
     void sendFrame(unsigned char cmd, const QByteArray &data, bool flag);
+    // Press and release of either key source; one key is followed at a time.
+    void handleKey(int code, int action, bool fromSwc);
 
     SerialPort mSerialPort;
     QTimer mParseOutTimer;
