@@ -14,6 +14,9 @@ SimpleService::SimpleService()
       mFuelStatus(0), mKeyFromSwc(false), mKeyPressed(false)
 {
     mParseState = 0;
+    // Coarse timers may fire 5 % early: 1.5 s off a 30 s watchdog is too much.
+    for (QTimer *timer : {&mParseOutTimer, &mHeartBeatTimer, &mLongPressTimer})
+        timer->setTimerType(Qt::PreciseTimer);
     mSerialPort.open(QString(), 38400);
     connect(&mSerialPort, &SerialPort::read, this, &SimpleService::onDataReady);
     mLongPressTimer.setSingleShot(true);
