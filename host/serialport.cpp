@@ -1,18 +1,32 @@
 #include "serialport.h"
 
 #include <QSerialPort>
+#include <QTimer>
 #include <QtDebug>
+
+#include <poll.h>
 
 namespace canservice {
 
 namespace {
 SerialPort *sLatest = nullptr;
-}
 
-SerialPort::SerialPort(QObject *parent) : QObject(parent), mPort(new QSerialPort(this))
+bool hungUp(qintptr fd)
+{
+    pollfd p{int(fd), POLLIN, 0};
+    return poll(&p, 1, 0) == 1 && (p.revents & (POLLHUP | POLLERR | POLLNVAL));
+}
+} // namespace
+
+SerialPort::SerialPort(QObject *parent)
+    : QObject(parent), mPort(new QSerialPort(this)), mReopenTimer(new QTimer(this))
 {
     sLatest = this;
     connect(mPort, &QSerialPort::readyRead, this, &SerialPort::onReadyRead);
+    connect(mPort, &QSerialPort::errorOccurred, this,
+            [this](QSerialPort::SerialPortError error) { onPortError(error); });
+    mReopenTimer->setInterval(1000);
+    connect(mReopenTimer, &QTimer::timeout, this, &SerialPort::tryReopen);
 }
 
 SerialPort::~SerialPort()
@@ -31,6 +45,8 @@ bool SerialPort::open(const QString &portName, int baudRate)
     mPortName = portName;
     if (mPortName.isEmpty())
         mPortName = qEnvironmentVariable("CANSERVICE_SERIAL_PORT", QStringLiteral("/dev/ttyUSB0"));
+    mKeepOpen = false;
+    mReopenTimer->stop();
     if (mPort->isOpen())
         mPort->close();
     mPort->setPortName(mPortName);
@@ -44,11 +60,14 @@ bool SerialPort::open(const QString &portName, int baudRate)
                              << mPort->errorString();
         return false;
     }
+    mKeepOpen = true;
     return true;
 }
 
 void SerialPort::close()
 {
+    mKeepOpen = false;
+    mReopenTimer->stop();
     mPort->close();
 }
 
@@ -78,6 +97,46 @@ void SerialPort::onReadyRead()
     const QByteArray chunk = mPort->readAll();
     if (!chunk.isEmpty())
         emit read(chunk);
+}
+
+void SerialPort::onPortError(int error)
+{
+    // QtSerialPort's word for a device that vanished is a resource error; a hang-up shows
+    // only as a read error, which is believed when the descriptor says it hung up.
+    if (!mKeepOpen || !mPort->isOpen())
+        return;
+    QString why;
+    if (error == QSerialPort::ResourceError)
+        why = mPort->errorString();
+    else if (error == QSerialPort::ReadError && hungUp(mPort->handle()))
+        why = QStringLiteral("hung up");
+    else
+        return;
+    // Not from inside QSerialPort's own signal: it still works on its buffers after it.
+    QMetaObject::invokeMethod(
+        this, [this, why] { onDeviceGone(why); }, Qt::QueuedConnection);
+}
+
+void SerialPort::onDeviceGone(const QString &why)
+{
+    if (!mKeepOpen || !mPort->isOpen())
+        return;
+    mPort->close();
+    qWarning().noquote() << "serial port:" << mPortName << "went away (" + why + ");"
+                         << "trying to reopen it every second";
+    mReopenTimer->start();
+}
+
+void SerialPort::tryReopen()
+{
+    if (!mKeepOpen) {
+        mReopenTimer->stop();
+        return;
+    }
+    if (!mPort->open(QIODevice::ReadWrite))
+        return; // still away: say nothing until it is back
+    mReopenTimer->stop();
+    qInfo().noquote() << "serial port:" << mPortName << "is back";
 }
 
 ConfigManager *ConfigManager::instance()

@@ -5,6 +5,7 @@
 #include <QString>
 
 class QSerialPort;
+class QTimer;
 
 namespace canservice {
 
@@ -37,9 +38,16 @@ signals:
 
 private:
     void onReadyRead();
+    // A device that goes away (cable pulled, adapter gone) is closed and looked for again
+    // at the same path every second until it is back.
+    void onPortError(int error);
+    void onDeviceGone(const QString &why);
+    void tryReopen();
 
     QSerialPort *mPort;
     QString mPortName;
+    QTimer *mReopenTimer;
+    bool mKeepOpen = false; // opened, and not closed by the owner since
 };
 
 class ConfigManager

@@ -1,0 +1,180 @@
+// The adapter's cable pulled and plugged back: the host's serial port notices, closes the
+// dead device, looks for it at the same path every second and carries on when it is back.
+#include "testsupport.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+// An adapter on a pseudo-terminal, reached through a fixed path (a symbolic link to the
+// terminal) the way a device node keeps its name across unplugging.
+class Adapter
+{
+public:
+    explicit Adapter(const QString &link) : mLink(link) {}
+    ~Adapter() { unplug(); }
+    Adapter(const Adapter &) = delete;
+    Adapter &operator=(const Adapter &) = delete;
+
+    bool plug()
+    {
+        mMaster = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
+        if (mMaster < 0 || grantpt(mMaster) != 0 || unlockpt(mMaster) != 0)
+            return false;
+        termios tio;
+        tcgetattr(mMaster, &tio);
+        cfmakeraw(&tio);
+        tcsetattr(mMaster, TCSANOW, &tio);
+        // Replace the link in one step, as a new device node appears.
+        const QByteArray fresh = (mLink + QStringLiteral(".new")).toLocal8Bit();
+        ::unlink(fresh.constData());
+        return symlink(ptsname(mMaster), fresh.constData()) == 0 &&
+               rename(fresh.constData(), mLink.toLocal8Bit().constData()) == 0;
+    }
+    // The terminal goes with its master end; the link is left dangling, like a stale path.
+    void unplug()
+    {
+        if (mMaster >= 0)
+            ::close(mMaster);
+        mMaster = -1;
+    }
+    void write(const QByteArray &bytes)
+    {
+        QCOMPARE(::write(mMaster, bytes.constData(), bytes.size()), ssize_t(bytes.size()));
+    }
+    QByteArray readAvailable()
+    {
+        QByteArray out;
+        char buf[512];
+        ssize_t n;
+        while (mMaster >= 0 && (n = ::read(mMaster, buf, sizeof buf)) > 0)
+            out.append(buf, int(n));
+        return out;
+    }
+
+private:
+    QString mLink;
+    int mMaster = -1;
+};
+
+QStringList lines()
+{
+    QStringList out;
+    for (const auto &line : LogCapture::lines())
+        out << line.second;
+    return out;
+}
+
+} // namespace
+
+class tst_Replug : public QObject
+{
+    Q_OBJECT
+private slots:
+    void portComesBackAtTheSamePath();
+    void closedPortStaysClosed();
+    void serviceAnswersAfterReplug();
+};
+
+void tst_Replug::portComesBackAtTheSamePath()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("adapter"));
+    Adapter adapter(path);
+    QVERIFY(adapter.plug());
+
+    LogCapture log;
+    canservice::SerialPort port;
+    QVERIFY(port.open(path, 38400));
+    QSignalSpy read(&port, &canservice::SerialPort::read);
+    adapter.write("before");
+    QTRY_COMPARE(read.count(), 1);
+    QCOMPARE(port.writeData("first", true), qint64(5));
+    QByteArray received;
+    QTRY_COMPARE(received += adapter.readAvailable(), QByteArray("first"));
+
+    adapter.unplug();
+    QTRY_VERIFY(!port.isOpen());
+    QCOMPARE(lines().size(), 1);
+    QVERIFY2(lines()[0].contains(path) && lines()[0].contains("went away"), qPrintable(lines()[0]));
+    QCOMPARE(port.writeData("lost", true), qint64(-1));
+
+    // At least one attempt finds nothing, and says nothing.
+    QTest::qWait(1200);
+    QCOMPARE(lines().size(), 1);
+    QVERIFY(!port.isOpen());
+
+    QVERIFY(adapter.plug());
+    QTRY_VERIFY_WITH_TIMEOUT(port.isOpen(), 2500);
+    QCOMPARE(lines().size(), 2);
+    QVERIFY2(lines()[1].contains(path) && lines()[1].contains("is back"), qPrintable(lines()[1]));
+    QCOMPARE(port.portName(), path);
+
+    adapter.write("after");
+    QTRY_COMPARE(read.count(), 2);
+    QCOMPARE(read[1][0].toByteArray(), QByteArray("after"));
+    QCOMPARE(port.writeData("answer", true), qint64(6));
+    received.clear();
+    QTRY_COMPARE(received += adapter.readAvailable(), QByteArray("answer"));
+}
+
+void tst_Replug::closedPortStaysClosed()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("adapter"));
+    Adapter adapter(path);
+    QVERIFY(adapter.plug());
+
+    LogCapture log;
+    canservice::SerialPort port;
+    QVERIFY(port.open(path, 38400));
+    port.close();
+    adapter.unplug();
+    QVERIFY(adapter.plug());
+    // The owner closed it: nothing brings it back, nothing is said.
+    QTest::qWait(1200);
+    QVERIFY(!port.isOpen());
+    QCOMPARE(lines(), QStringList());
+}
+
+void tst_Replug::serviceAnswersAfterReplug()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("adapter"));
+    Adapter adapter(path);
+    QVERIFY(adapter.plug());
+    qputenv("CANSERVICE_SERIAL_PORT", path.toLocal8Bit());
+    canservice::SimpleService service;
+    qputenv("CANSERVICE_SERIAL_PORT", "/nonexistent/qvx-test-port");
+    canservice::SerialPort *port = canservice::SerialPort::latest();
+    QVERIFY(port && port->isOpen());
+    QSignalSpy status(&service, &CanServiceBase::notifyCanbusStatus);
+    const QByteArray ack = QByteArray::fromHex("5aa501ff1211");
+
+    adapter.write(canservice::frame::build(0x12, QByteArray::fromHex("00000400000000000000")));
+    QByteArray received;
+    QTRY_VERIFY((received += adapter.readAvailable()).contains(ack));
+    QCOMPARE(service.getDoorStatus(), 0x04);
+
+    adapter.unplug();
+    QTRY_VERIFY(!port->isOpen());
+    QVERIFY(adapter.plug());
+    QTRY_VERIFY_WITH_TIMEOUT(port->isOpen(), 2500);
+
+    adapter.write(canservice::frame::build(0x12, QByteArray::fromHex("00000800000000000000")));
+    received.clear();
+    QTRY_VERIFY((received += adapter.readAvailable()).contains(ack));
+    QCOMPARE(service.getDoorStatus(), 0x08);
+    // The link was down for less than the watchdog's 30 s: one report of 3 in all.
+    QCOMPARE(status.count(), 1);
+    QCOMPARE(status[0][0].toInt(), 3);
+}
+
+QTEST_GUILESS_MAIN(tst_Replug)
+#include "tst_replug.moc"
