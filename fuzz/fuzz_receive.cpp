@@ -2,6 +2,7 @@
 // with adapter bytes and host calls (see receivedriver.h), and any disagreement with the
 // plain framing or any getter outside its documented range aborts like a crash would.
 #include "receivedriver.h"
+#include "virtualclock.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
@@ -46,7 +47,9 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
             close(null);
         }
     }
-    static QCoreApplication app(*argc, *argv); // the service's timers need one
+    // The service's timers run on a clock that moves only when an input says so.
+    QCoreApplication::setEventDispatcher(new fuzzdriver::VirtualClock);
+    static QCoreApplication app(*argc, *argv);
     sPlugin = new QPluginLoader(QStringLiteral(QVX_PLUGIN_PATH));
     if (!sPlugin->load()) {
         fprintf(stderr, "fuzz_receive: cannot load %s: %s\n", QVX_PLUGIN_PATH,

@@ -1,5 +1,7 @@
 #include "receivedriver.h"
 
+#include "virtualclock.h"
+
 #include "canservicebase.h"
 #include "serialport.h"
 
@@ -14,13 +16,15 @@
 // Control operations, chosen by the low four bits of a control byte:
 //   0-3, 12-15  feed the next (((op & 3) << 4 | op >> 4) + 1) stream bytes as one chunk (1..64)
 //   4           feed the next (following control byte + 1) stream bytes as one chunk (1..256)
-//   5           500 ms pass with nothing received (the parse-out timer, if it runs, expires)
+//   5           time passes with nothing received (on the virtual clock, so the service's
+//               timers fire): op bits 4-5 choose 100 ms, 500 ms, 1500 ms or 30 s
 //   6           sendAcKey(key, value)
 //   7           onRadioSourceInformation(name, info, source type)
 //   8           request(a, b)
 //   9           start()
 //   10          the host switches the vehicle model (id and index)
 //   11          the host reads every getter
+//   12 (0x0C alone) stop(); the other ops with low bits 12 feed, as above
 // Parameters come from the control bytes after the operation; missing ones read as 0.
 
 namespace fuzzdriver {
@@ -31,7 +35,7 @@ constexpr int MaxProblems = 20;
 
 // The adapter framing, written out again on its own terms, with the receive timer as
 // the service keeps it: armed by a chunk that arrives while a frame is unfinished,
-// disarmed by a good frame, and resetting the hunt when 500 ms pass.
+// disarmed by a good frame, and resetting the hunt 500 ms after it was armed.
 class PlainFraming
 {
 public:
@@ -41,23 +45,21 @@ public:
         quint8 command;
     };
 
-    void chunk(const QByteArray &bytes, QVector<Answer> &answers)
+    void chunk(const QByteArray &bytes, qint64 now, QVector<Answer> &answers)
     {
-        if (mStep != SeekFirst)
-            mTimerRunning = true;
+        if (mStep != SeekFirst && mArmedAt < 0)
+            mArmedAt = now;
         for (const char c : bytes)
             take(quint8(c), answers);
     }
 
-    void halfSecondPasses()
+    void timeIs(qint64 now)
     {
-        if (mTimerRunning) {
-            mTimerRunning = false;
+        if (mArmedAt >= 0 && now >= mArmedAt + 500) {
+            mArmedAt = -1;
             mStep = SeekFirst;
         }
     }
-
-    bool timerRunning() const { return mTimerRunning; }
 
 private:
     enum Step { SeekFirst, SeekSecond, Length, Command, Payload, Swallow, Check };
@@ -95,7 +97,7 @@ private:
             const bool good = b == quint8(mSum - 1);
             answers.append({good, mCommand});
             if (good)
-                mTimerRunning = false;
+                mArmedAt = -1;
             mStep = SeekFirst;
             break;
         }
@@ -106,7 +108,7 @@ private:
     int mLeft = 0;
     quint8 mSum = 0;
     quint8 mCommand = 0;
-    bool mTimerRunning = false;
+    qint64 mArmedAt = -1;
 };
 
 QByteArray answerBytes(const PlainFraming::Answer &a)
@@ -159,7 +161,8 @@ private:
 class Run
 {
 public:
-    Run(CanServiceBase *service, canservice::SerialPort *port) : s(*service), mPort(port)
+    Run(CanServiceBase *service, canservice::SerialPort *port, VirtualClock &clock)
+        : s(*service), mPort(port), mClock(clock)
     {
         mLinks << QObject::connect(
             port, &canservice::SerialPort::written,
@@ -213,13 +216,19 @@ public:
         Controls c(controls);
         while (!c.atEnd() && mProblems.size() < MaxProblems) {
             const quint8 op = c.byte();
+            if (op == 0x0C) {
+                stop();
+                continue;
+            }
             switch (op & 0x0F) {
             case 4:
                 feed(c.byte() + 1);
                 break;
-            case 5:
-                halfSecond();
+            case 5: {
+                static const int after[] = {100, 500, 1500, 30000};
+                timePasses(after[op >> 4 & 3]);
                 break;
+            }
             case 6: {
                 const qint32 key = c.smallOrWide(op & 0x10);
                 const qint32 value = c.smallOrWide(op & 0x20);
@@ -256,7 +265,7 @@ public:
     QStringList problems() const { return mProblems; }
 
 private:
-    enum Phase { Idle, Feeding, HostCall, Reading };
+    enum Phase { Idle, Feeding, HostCall, Reading, Waiting };
 
     void fail(const QString &what)
     {
@@ -274,7 +283,8 @@ private:
         mFed += chunk.size();
 
         QVector<PlainFraming::Answer> expected;
-        mFraming.chunk(chunk, expected);
+        if (!mStopped) // a stopped service no longer listens, and its receiver stays as it was
+            mFraming.chunk(chunk, mClock.now(), expected);
         const int before = mWrites.size();
         mPhase = Feeding;
         emit mPort->read(chunk);
@@ -283,8 +293,13 @@ private:
         QByteArray want;
         for (const PlainFraming::Answer &a : expected) {
             want += answerBytes(a);
-            if (a.good)
-                ++mGoodFrames;
+            // Every good frame restarts the watchdog; the first while it is idle reports 3.
+            if (a.good) {
+                if (!mLinkUp)
+                    mWantStatus << 3;
+                mLinkUp = true;
+                mLinkDownAt = mClock.now() + 30000;
+            }
         }
         QByteArray got;
         for (int i = before; i < mWrites.size(); ++i) {
@@ -296,21 +311,45 @@ private:
         if (got != want)
             fail(QStringLiteral("answers to chunk %1: got [%2], the framing predicts [%3]")
                      .arg(hex(chunk), hex(got), hex(want)));
-        const int wantStatus = mGoodFrames > 0 ? 1 : 0;
-        if (mLinkUpCount != wantStatus)
-            fail(QStringLiteral("link status 3 reported %1 times after %2 good frames")
-                     .arg(mLinkUpCount)
-                     .arg(mGoodFrames));
+        checkStatus();
         sweep("after a chunk");
     }
 
-    void halfSecond()
+    // Time passes only here, on the virtual clock: the service's timers fire as they fall
+    // due, and what they do must be what the model says is due.
+    void timePasses(int ms)
     {
-        // The timer itself never fires here (no event loop runs); its slot is called
-        // exactly when 500 ms after the arming chunk the running timer would call it.
-        if (mFraming.timerRunning())
-            QMetaObject::invokeMethod(&s, "onmParseOutTmrout", Qt::DirectConnection);
-        mFraming.halfSecondPasses();
+        const qint64 then = mClock.now() + ms;
+        mLongPressDue = mKeyHeld && !mLongPressFired && then >= mPressedAt + 1500;
+        const Phase was = mPhase;
+        mPhase = Waiting;
+        mClock.advance(ms);
+        mPhase = was;
+        if (mLongPressDue)
+            fail(QStringLiteral("no long press reported for key %1 held 1500 ms").arg(mHeldCode));
+        mLongPressDue = false;
+        mFraming.timeIs(then);
+        if (mLinkUp && then >= mLinkDownAt) {
+            mLinkUp = false;
+            mWantStatus << 0;
+        }
+        checkStatus();
+        sweep("after time passed");
+    }
+
+    void checkStatus()
+    {
+        if (mGotStatus != mWantStatus)
+            fail(QStringLiteral("link status reports %1, expected %2")
+                     .arg(statusText(mGotStatus), statusText(mWantStatus)));
+        mGotStatus = mWantStatus; // report a difference once
+    }
+    static QString statusText(const QList<int> &list)
+    {
+        QStringList out;
+        for (int v : list)
+            out << QString::number(v);
+        return QStringLiteral("[%1]").arg(out.join(QLatin1Char(' ')));
     }
 
     void onWritten(const QByteArray &bytes, bool flag)
@@ -336,37 +375,42 @@ private:
             fail(QStringLiteral("bad checksum in written frame: ") + hex(f));
     }
 
-    void onStatus(int status)
-    {
-        if (status != 3)
-            fail(QStringLiteral("link status %1 reported with no time passing").arg(status));
-        else
-            ++mLinkUpCount;
-    }
+    void onStatus(int status) { mGotStatus << status; }
 
     void onKey(int code, int state, bool swc)
     {
-        if (mPhase != Feeding)
-            fail(QStringLiteral("key event outside a chunk"));
         if (code < 0 || code > 255 || state < 0 || state > 3)
             fail(QStringLiteral("key event out of range: code %1 state %2").arg(code).arg(state));
+        if (state == 2) {
+            // Only the long-press timer reports state 2, once, while the key is held.
+            if (mPhase != Waiting || !mLongPressDue || code != mHeldCode || swc != mHeldSwc)
+                fail(QStringLiteral("long press of key %1 reported unasked").arg(code));
+            mLongPressDue = false;
+            mLongPressFired = true;
+            return;
+        }
+        if (mPhase != Feeding)
+            fail(QStringLiteral("key event outside a chunk"));
         if (state == 0) {
             if (mKeyHeld)
                 fail(QStringLiteral("key press reported while key %1 is held").arg(mHeldCode));
             mKeyHeld = true;
+            mLongPressFired = false;
+            mPressedAt = mClock.now();
             mHeldCode = code;
             mHeldSwc = swc;
-        } else if (state == 1 || state == 3) {
-            if (!mKeyHeld)
-                fail(QStringLiteral("key release reported with no key held"));
-            else if (code != mHeldCode || swc != mHeldSwc)
-                fail(QStringLiteral("release of key %1 reported for held key %2")
-                         .arg(code)
-                         .arg(mHeldCode));
-            mKeyHeld = false;
-        } else {
-            fail(QStringLiteral("long press reported although no time passed"));
+            return;
         }
+        // A release: state 1 before the long press was reported, 3 after it.
+        if (!mKeyHeld)
+            fail(QStringLiteral("key release reported with no key held"));
+        else if (code != mHeldCode || swc != mHeldSwc)
+            fail(QStringLiteral("release of key %1 reported for held key %2")
+                     .arg(code)
+                     .arg(mHeldCode));
+        else if (state != (mLongPressFired ? 3 : 1))
+            fail(QStringLiteral("release of key %1 reported as state %2").arg(code).arg(state));
+        mKeyHeld = false;
     }
 
     void onChanged(const char *signal)
@@ -468,6 +512,15 @@ private:
                      .arg(b)
                      .arg(result)
                      .arg(w.size()));
+    }
+
+    void stop()
+    {
+        const auto w = sending([&] { s.stop(); });
+        if (!w.isEmpty())
+            fail(QStringLiteral("stop() wrote %1 frames").arg(w.size()));
+        mStopped = true;
+        mLinkUp = false; // its watchdog stops without a word
     }
 
     void start()
@@ -748,15 +801,22 @@ private:
 
     CanServiceBase &s;
     canservice::SerialPort *mPort;
+    VirtualClock &mClock;
     PlainFraming mFraming;
     QByteArray mStream;
     int mFed = 0;
     QList<Write> mWrites;
     Phase mPhase = Idle;
     const char *mWhen = "";
-    int mGoodFrames = 0;
-    int mLinkUpCount = 0;
+    bool mStopped = false;
+    bool mLinkUp = false;
+    qint64 mLinkDownAt = 0;
+    QList<int> mWantStatus;
+    QList<int> mGotStatus;
     bool mKeyHeld = false;
+    bool mLongPressFired = false;
+    bool mLongPressDue = false;
+    qint64 mPressedAt = 0;
     int mHeldCode = 0;
     bool mHeldSwc = false;
     QStringList mProblems;
@@ -770,6 +830,11 @@ QStringList run(QPluginLoader &plugin, const QByteArray &input)
     CanBusManager::instance()->setCarModelId(0);
     CanBusManager::instance()->setQvxCarModelIndex(0);
 
+    VirtualClock *clock = VirtualClock::instance();
+    if (!clock)
+        return {QStringLiteral("the virtual clock is not this thread's event dispatcher")};
+    const int timersBefore = clock->timerCount();
+
     QObject *root = plugin.instance();
     if (!root)
         return {QStringLiteral("the plugin entry gave no object: ") + plugin.errorString()};
@@ -782,11 +847,14 @@ QStringList run(QPluginLoader &plugin, const QByteArray &input)
 
     QStringList problems;
     {
-        Run driver(service, port);
+        Run driver(service, port, *clock);
         driver.play(input);
         problems = driver.problems();
     }
     delete root;
+    if (clock->timerCount() != timersBefore)
+        problems << QStringLiteral("%1 timers still registered after the service was deleted")
+                        .arg(clock->timerCount() - timersBefore);
     return problems;
 }
 

@@ -18,7 +18,8 @@ class QPluginLoader;
 namespace fuzzdriver {
 
 // Runs one input against a fresh service and deletes it again. Returns the problems
-// found, each as one line; an empty list means the service behaved.
+// found, each as one line; an empty list means the service behaved. The thread's event
+// dispatcher must be a VirtualClock (virtualclock.h): time passes when the input says so.
 QStringList run(QPluginLoader &plugin, const QByteArray &input);
 
 // An input that feeds `stream` in one chunk and does nothing else.

@@ -1,6 +1,7 @@
 // Replays the receive fuzzer's seeds and every input it ever failed on through the same
 // driver and oracle, so that each build checks them without clang or libFuzzer.
 #include "receivedriver.h"
+#include "virtualclock.h"
 
 #include <QDir>
 #include <QFile>
@@ -55,5 +56,13 @@ void tst_FuzzCorpus::replay()
     QVERIFY2(problems.isEmpty(), qPrintable(problems.join(QLatin1Char('\n'))));
 }
 
-QTEST_GUILESS_MAIN(tst_FuzzCorpus)
+int main(int argc, char **argv)
+{
+    // The seeds let time pass: the service's timers must run on the driver's clock.
+    QCoreApplication::setEventDispatcher(new fuzzdriver::VirtualClock);
+    QCoreApplication app(argc, argv);
+    tst_FuzzCorpus test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_fuzzcorpus.moc"
