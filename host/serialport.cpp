@@ -1,10 +1,14 @@
 #include "serialport.h"
 
+#include <QElapsedTimer>
+#include <QFile>
 #include <QSerialPort>
 #include <QTimer>
 #include <QtDebug>
 
 #include <poll.h>
+
+#include <memory>
 
 namespace canservice {
 
@@ -16,7 +20,51 @@ bool hungUp(qintptr fd)
     pollfd p{int(fd), POLLIN, 0};
     return poll(&p, 1, 0) == 1 && (p.revents & (POLLHUP | POLLERR | POLLNVAL));
 }
+
+struct Recorder
+{
+    std::unique_ptr<QFile> file;
+    QElapsedTimer clock;
+};
+
+Recorder &recorder()
+{
+    static Recorder r;
+    return r;
+}
+
+// Flushed line by line, so a capture survives the process being killed.
+void record(bool received, const QByteArray &bytes)
+{
+    Recorder &r = recorder();
+    if (!r.file || bytes.isEmpty())
+        return;
+    const QByteArray line = QByteArray::number(r.clock.nsecsElapsed() / 1e9, 'f', 6) +
+                            (received ? " rx " : " tx ") + bytes.toHex(' ') + '\n';
+    r.file->write(line);
+    r.file->flush();
+}
 } // namespace
+
+bool SerialPort::startRecording(const QString &path, QString *error)
+{
+    auto file = std::make_unique<QFile>(path);
+    if (!file->open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
+        if (error)
+            *error = file->errorString();
+        return false;
+    }
+    file->write("# serial capture: <seconds> rx|tx <bytes>; rx is adapter to head unit\n");
+    Recorder &r = recorder();
+    r.file = std::move(file);
+    r.clock.start();
+    return true;
+}
+
+void SerialPort::stopRecording()
+{
+    recorder().file.reset();
+}
 
 SerialPort::SerialPort(QObject *parent)
     : QObject(parent), mPort(new QSerialPort(this)), mReopenTimer(new QTimer(this))
@@ -45,6 +93,12 @@ bool SerialPort::open(const QString &portName, int baudRate)
     mPortName = portName;
     if (mPortName.isEmpty())
         mPortName = qEnvironmentVariable("CANSERVICE_SERIAL_PORT", QStringLiteral("/dev/ttyUSB0"));
+    const QString recordPath = qEnvironmentVariable("CANSERVICE_SERIAL_RECORD");
+    if (!recordPath.isEmpty() && !recorder().file) {
+        QString error;
+        if (!startRecording(recordPath, &error))
+            qWarning().noquote() << "serial port: cannot record to" << recordPath << "-" << error;
+    }
     mKeepOpen = false;
     mReopenTimer->stop();
     if (mPort->isOpen())
@@ -87,6 +141,7 @@ qint64 SerialPort::writeData(const QByteArray &data, bool flag)
                              << mPort->errorString();
         return n;
     }
+    record(false, data);
     if (flag)
         mPort->flush();
     return n;
@@ -95,6 +150,7 @@ qint64 SerialPort::writeData(const QByteArray &data, bool flag)
 void SerialPort::onReadyRead()
 {
     const QByteArray chunk = mPort->readAll();
+    record(true, chunk);
     if (!chunk.isEmpty())
         emit read(chunk);
 }

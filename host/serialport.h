@@ -31,6 +31,12 @@ public:
     // tool or test reach the port that the plugin created for itself.
     static SerialPort *latest();
 
+    // Records both directions of every port with time stamps, one line per chunk
+    // ("<seconds> rx|tx <hex bytes>"), until stopRecording(). The first open() also starts
+    // it when $CANSERVICE_SERIAL_RECORD names a file.
+    static bool startRecording(const QString &path, QString *error = nullptr);
+    static void stopRecording();
+
 signals:
     void read(QByteArray data); // each received chunk, in order
     void written(QByteArray data,
