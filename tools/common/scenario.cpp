@@ -1,0 +1,224 @@
+#include "scenario.h"
+
+#include "frame.h"
+#include "textparse.h"
+#include "wire.h"
+
+#include <QStringList>
+
+namespace tools {
+
+QString ParseError::toString(const QString &file) const
+{
+    return QStringLiteral("%1:%2: %3").arg(file).arg(line).arg(message);
+}
+
+bool FramePattern::matches(int frameCmd, const QByteArray &frameData) const
+{
+    if (frameCmd != cmd || frameData.size() < data.size())
+        return false;
+    for (int i = 0; i < data.size(); ++i) {
+        if (data.at(i) >= 0 && data.at(i) != quint8(frameData.at(i)))
+            return false;
+    }
+    return true;
+}
+
+QString FramePattern::toString() const
+{
+    const QString name = hostCommandName(cmd);
+    QString text = name.isEmpty() ? QStringLiteral("0x%1").arg(cmd, 2, 16, QLatin1Char('0')) : name;
+    for (const int b : data)
+        text +=
+            b < 0 ? QStringLiteral(" ??") : QStringLiteral(" %1").arg(b, 2, 16, QLatin1Char('0'));
+    return text;
+}
+
+namespace {
+
+bool parseCommand(const QString &word, bool host, int *cmd, QString *error)
+{
+    const int named = host ? hostCommandByName(word) : adapterCommandByName(word);
+    if (named >= 0) {
+        *cmd = named;
+        return true;
+    }
+    QByteArray bytes;
+    QString ignored;
+    if (appendBytes(Token{word, false}, &bytes, &ignored) && bytes.size() == 1) {
+        *cmd = quint8(bytes.at(0));
+        return true;
+    }
+    *error =
+        QStringLiteral("unknown command '%1' (a hexadecimal id or one of: %2)")
+            .arg(word,
+                 (host ? hostCommandNames() : adapterCommandNames()).join(QStringLiteral(", ")));
+    return false;
+}
+
+bool parsePattern(const QList<Token> &words, FramePattern *pattern, QString *error)
+{
+    if (words.isEmpty()) {
+        *error = QStringLiteral("expect needs a head-unit command");
+        return false;
+    }
+    if (!parseCommand(words.first().text, true, &pattern->cmd, error))
+        return false;
+    const bool answer =
+        pattern->cmd == canservice::frame::Ack || pattern->cmd == canservice::frame::Nak;
+    for (int i = 1; i < words.size(); ++i) {
+        const Token &word = words.at(i);
+        if (!word.quoted && (word.text == QLatin1String("??"))) {
+            pattern->data.append(-1);
+            continue;
+        }
+        if (answer && i == 1 && !word.quoted && adapterCommandByName(word.text) >= 0) {
+            pattern->data.append(adapterCommandByName(word.text));
+            continue;
+        }
+        QByteArray bytes;
+        if (!appendBytes(word, &bytes, error))
+            return false;
+        for (const char c : bytes)
+            pattern->data.append(quint8(c));
+    }
+    return true;
+}
+
+bool parseLine(const QList<Token> &words, double previous, ScenarioStep *step, QString *error)
+{
+    if (words.at(0).quoted) {
+        *error = QStringLiteral("a line starts with its time");
+        return false;
+    }
+    const QString timeWord = words.at(0).text;
+    const bool relative = timeWord.startsWith(QLatin1Char('+'));
+    double t = 0;
+    if (!parseSeconds(relative ? timeWord.mid(1) : timeWord, &t)) {
+        *error = QStringLiteral("'%1' is not a time (seconds such as 1.5, or +0.2 after the "
+                                "previous line)")
+                     .arg(timeWord);
+        return false;
+    }
+    step->time = relative ? previous + t : t;
+    if (step->time < previous) {
+        *error = QStringLiteral("time %1 goes back before the previous line's %2")
+                     .arg(step->time)
+                     .arg(previous);
+        return false;
+    }
+    if (words.size() < 2) {
+        *error = QStringLiteral("a time without an action");
+        return false;
+    }
+    const QString action = words.at(1).text;
+    const QList<Token> args = words.mid(2);
+
+    if (action == QLatin1String("frame") || action == QLatin1String("corrupt")) {
+        if (args.isEmpty()) {
+            *error = QStringLiteral("%1 needs a command").arg(action);
+            return false;
+        }
+        step->kind = ScenarioStep::Frame;
+        step->corrupt = action == QLatin1String("corrupt");
+        if (!parseCommand(args.first().text, false, &step->cmd, error) ||
+            !parseBytes(args.mid(1), &step->data, error))
+            return false;
+        if (step->data.size() > canservice::frame::MaxDataLength) {
+            *error = QStringLiteral("%1 data bytes; a frame holds at most %2")
+                         .arg(step->data.size())
+                         .arg(canservice::frame::MaxDataLength);
+            return false;
+        }
+        step->bytes = canservice::frame::build(quint8(step->cmd), step->data);
+        if (step->corrupt)
+            step->bytes[step->bytes.size() - 1] = char(quint8(step->bytes.back()) + 1);
+        return true;
+    }
+    if (action == QLatin1String("raw")) {
+        step->kind = ScenarioStep::Raw;
+        if (!parseBytes(args, &step->bytes, error))
+            return false;
+        if (step->bytes.isEmpty()) {
+            *error = QStringLiteral("raw needs at least one byte");
+            return false;
+        }
+        return true;
+    }
+    if (action == QLatin1String("chunk")) {
+        step->kind = ScenarioStep::Chunk;
+        bool ok = false;
+        step->chunkSize = args.value(0).text.toInt(&ok, 10);
+        if (args.isEmpty() || args.size() > 2 || !ok || step->chunkSize < 0) {
+            *error = QStringLiteral("chunk takes a size in bytes (0 for whole writes) and an "
+                                    "optional gap in seconds");
+            return false;
+        }
+        step->chunkGap = 0.05;
+        if (args.size() == 2 && !parseSeconds(args.at(1).text, &step->chunkGap)) {
+            *error = QStringLiteral("'%1' is not a gap in seconds").arg(args.at(1).text);
+            return false;
+        }
+        return true;
+    }
+    if (action == QLatin1String("expect")) {
+        step->kind = ScenarioStep::Expect;
+        if (args.isEmpty() || !parseSeconds(args.first().text, &step->within)) {
+            *error = QStringLiteral("expect takes the seconds to wait, then a head-unit command");
+            return false;
+        }
+        return parsePattern(args.mid(1), &step->pattern, error);
+    }
+    if (action == QLatin1String("end")) {
+        step->kind = ScenarioStep::End;
+        if (!args.isEmpty()) {
+            *error = QStringLiteral("end takes nothing");
+            return false;
+        }
+        return true;
+    }
+    *error =
+        QStringLiteral("unknown action '%1' (frame, corrupt, raw, chunk, expect, end)").arg(action);
+    return false;
+}
+
+} // namespace
+
+bool Scenario::parse(const QString &text, Scenario *scenario, ParseError *error)
+{
+    scenario->steps.clear();
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    double previous = 0;
+    bool ended = false;
+    for (int i = 0; i < lines.size(); ++i) {
+        QList<Token> words;
+        QString message;
+        if (!tokenize(lines.at(i), &words, &message)) {
+            *error = {i + 1, message};
+            return false;
+        }
+        if (words.isEmpty())
+            continue;
+        if (ended) {
+            *error = {i + 1, QStringLiteral("nothing may follow the end line")};
+            return false;
+        }
+        ScenarioStep step;
+        step.line = i + 1;
+        if (!parseLine(words, previous, &step, &message)) {
+            *error = {i + 1, message};
+            return false;
+        }
+        previous = step.time;
+        ended = step.kind == ScenarioStep::End;
+        scenario->steps.append(step);
+    }
+    return true;
+}
+
+double Scenario::duration() const
+{
+    return steps.isEmpty() ? 0.0 : steps.last().time;
+}
+
+} // namespace tools

@@ -1,0 +1,429 @@
+#include "simulator.h"
+
+#include "frame.h"
+#include "links.h"
+#include "textparse.h"
+
+#include <cmath>
+
+namespace tools {
+
+namespace {
+constexpr int ParseOutMs = 500; // the head unit drops an unfinished frame after this
+constexpr int ClimateCmd = 0x31;
+constexpr int ClimateKeyCmd = 0x3B;
+constexpr int RequestCmd = 0x90;
+
+int msUntil(double seconds, double now)
+{
+    return std::max(0, int(std::ceil((seconds - now) * 1000.0)));
+}
+} // namespace
+
+AdapterSimulator::AdapterSimulator(AdapterLink *link, QTextStream &out, const Options &options,
+                                   QObject *parent)
+    : QObject(parent), mLink(link), mOut(out), mOptions(options), mClimate(options.fanScale)
+{
+    for (QTimer *timer : {&mStepTimer, &mEndTimer, &mPumpTimer, &mOutParseOut, &mInParseOut}) {
+        timer->setSingleShot(true);
+        timer->setTimerType(Qt::PreciseTimer);
+    }
+    mOutParseOut.setInterval(ParseOutMs);
+    mInParseOut.setInterval(ParseOutMs);
+    connect(&mStepTimer, &QTimer::timeout, this, &AdapterSimulator::runDueSteps);
+    connect(&mPumpTimer, &QTimer::timeout, this, &AdapterSimulator::pump);
+    connect(&mEndTimer, &QTimer::timeout, this, &AdapterSimulator::maybeFinish);
+    connect(&mOutParseOut, &QTimer::timeout, this, [this] {
+        const QByteArray dropped = mOutReader.reset();
+        if (!dropped.isEmpty())
+            print(now(), QStringLiteral("   (the head unit drops the unfinished frame %1)")
+                             .arg(hexText(dropped)));
+    });
+    connect(&mInParseOut, &QTimer::timeout, this, [this] {
+        const QByteArray dropped = mInReader.reset();
+        if (!dropped.isEmpty())
+            print(now(), QStringLiteral("<- unfinished frame dropped: %1").arg(hexText(dropped)));
+    });
+    connect(mLink, &AdapterLink::received, this, &AdapterSimulator::onReceived);
+}
+
+void AdapterSimulator::setScenario(const Scenario &scenario, const QString &name)
+{
+    mSteps = scenario.steps;
+    mDuration = scenario.duration();
+    mName = name;
+    mAnswer = true;
+}
+
+void AdapterSimulator::setReplay(const QList<CaptureRecord> &records, double speed,
+                                 const QString &name)
+{
+    mSteps.clear();
+    mName = name;
+    mAnswer = false;
+    mReplay = true;
+    mRecordedHostChunks = 0;
+    const double t0 = records.isEmpty() ? 0.0 : records.first().time;
+    for (const CaptureRecord &record : records) {
+        if (!record.received) {
+            ++mRecordedHostChunks;
+            continue;
+        }
+        ScenarioStep step;
+        step.kind = ScenarioStep::Raw;
+        step.line = record.line;
+        step.time = (record.time - t0) / speed;
+        step.bytes = record.bytes;
+        mSteps.append(step);
+    }
+    mDuration = mSteps.isEmpty() ? 0.0 : mSteps.last().time;
+}
+
+double AdapterSimulator::now() const
+{
+    return mStarted ? mClock.nsecsElapsed() / 1e9 : 0.0;
+}
+
+void AdapterSimulator::print(double time, const QString &text)
+{
+    mOut << QString::asprintf("%8.3f ", time) << text << '\n';
+    mOut.flush();
+}
+
+void AdapterSimulator::start()
+{
+    mOut << "adaptersim: " << mLink->description() << '\n';
+    if (mOptions.waitForHost)
+        mOut << "adaptersim: waiting for the head unit to speak\n";
+    mOut.flush();
+    if (!mOptions.waitForHost)
+        begin();
+}
+
+void AdapterSimulator::begin()
+{
+    mStarted = true;
+    mClock.start();
+    if (!mName.isEmpty())
+        print(0, QStringLiteral("%1 %2 starts").arg(mAnswer ? "scenario" : "replay of", mName));
+    runDueSteps();
+}
+
+void AdapterSimulator::runDueSteps()
+{
+    while (mNext < mSteps.size() && mSteps.at(mNext).time <= now())
+        runStep(mSteps.at(mNext++));
+    if (mNext < mSteps.size()) {
+        mStepTimer.start(msUntil(mSteps.at(mNext).time, now()));
+        return;
+    }
+    maybeFinish();
+}
+
+void AdapterSimulator::runStep(const ScenarioStep &step)
+{
+    const QString where = QStringLiteral("  (line %1)").arg(step.line);
+    switch (step.kind) {
+    case ScenarioStep::Frame:
+        if (!mOptions.quiet) {
+            print(now(), QStringLiteral("-> %1%2%3")
+                             .arg(step.corrupt ? QStringLiteral("corrupt ") : QString(),
+                                  describeAdapterFrame(step.cmd, step.data), where));
+        }
+        if (!step.corrupt) {
+            mLastData.insert(step.cmd, step.data);
+            if (step.cmd == ClimateCmd)
+                mClimate.setState(step.data);
+        }
+        send(step.bytes, step.line);
+        break;
+    case ScenarioStep::Raw:
+        if (!mOptions.quiet && !mReplay)
+            print(now(), QStringLiteral("-> raw %1%2").arg(hexText(step.bytes), where));
+        send(step.bytes, step.line);
+        break;
+    case ScenarioStep::Chunk:
+        mChunkSize = step.chunkSize;
+        mChunkGap = step.chunkGap;
+        break;
+    case ScenarioStep::Expect: {
+        Expectation expectation{step, mLastWrite};
+        if (!tryMeet(expectation)) {
+            const int index = mExpectations.size();
+            QTimer::singleShot(msUntil(step.time + step.within, now()), Qt::PreciseTimer, this,
+                               [this, index] { expire(index); });
+        }
+        mExpectations.append(expectation);
+        break;
+    }
+    case ScenarioStep::End:
+        break;
+    }
+}
+
+void AdapterSimulator::send(const QByteArray &bytes, int line)
+{
+    mLastWrite = now();
+    double due = std::max(now(), mQueue.isEmpty() ? 0.0 : mQueue.last().due);
+    if (mChunkSize <= 0 || bytes.size() <= mChunkSize) {
+        mQueue.append({due, bytes, line});
+    } else {
+        for (int at = 0; at < bytes.size(); at += mChunkSize) {
+            mQueue.append({due, bytes.mid(at, mChunkSize), line});
+            due += mChunkGap;
+        }
+    }
+    pump();
+}
+
+void AdapterSimulator::pump()
+{
+    while (!mQueue.isEmpty() && mQueue.first().due <= now()) {
+        const Piece piece = mQueue.takeFirst();
+        if (mOutReader.inFrame() && !mOutParseOut.isActive())
+            mOutParseOut.start();
+        mLink->write(piece.bytes);
+        for (const FrameReader::Item &item : mOutReader.feed(piece.bytes)) {
+            if (mReplay && !mOptions.quiet)
+                printReplayed(item);
+            if (item.kind == FrameReader::Item::Skipped)
+                continue;
+            const bool good = item.kind == FrameReader::Item::Frame;
+            if (good)
+                mOutParseOut.stop();
+            mSent.append({piece.line, now(), item.cmd, good});
+        }
+    }
+    if (!mQueue.isEmpty()) {
+        mPumpTimer.start(msUntil(mQueue.first().due, now()));
+        return;
+    }
+    if (mNext >= mSteps.size())
+        maybeFinish();
+}
+
+// A capture holds chunks, not frames: what was replayed is told once a frame is complete.
+void AdapterSimulator::printReplayed(const FrameReader::Item &item)
+{
+    switch (item.kind) {
+    case FrameReader::Item::Frame:
+        print(now(), QStringLiteral("-> %1").arg(describeAdapterFrame(item.cmd, item.data)));
+        break;
+    case FrameReader::Item::BadChecksum:
+        print(now(),
+              QStringLiteral("-> corrupt %1").arg(describeAdapterFrame(item.cmd, item.data)));
+        break;
+    case FrameReader::Item::Skipped:
+        print(now(), QStringLiteral("-> noise %1").arg(hexText(item.bytes)));
+        break;
+    }
+}
+
+void AdapterSimulator::onReceived(const QByteArray &chunk)
+{
+    for (const FrameReader::Item &item : mInReader.feed(chunk)) {
+        switch (item.kind) {
+        case FrameReader::Item::Frame:
+            onHostFrame(item.cmd, item.data);
+            break;
+        case FrameReader::Item::BadChecksum:
+            print(now(),
+                  QStringLiteral("<- frame with a bad checksum: %1").arg(hexText(item.bytes)));
+            break;
+        case FrameReader::Item::Skipped:
+            print(now(), QStringLiteral("<- noise: %1").arg(hexText(item.bytes)));
+            break;
+        }
+    }
+    if (mInReader.inFrame())
+        mInParseOut.start();
+    else
+        mInParseOut.stop();
+    if (!mStarted && mOptions.waitForHost)
+        begin();
+}
+
+void AdapterSimulator::onHostFrame(int cmd, const QByteArray &data)
+{
+    print(now(), QStringLiteral("<- %1").arg(describeHostFrame(cmd, data)));
+    if (cmd == canservice::frame::Ack || cmd == canservice::frame::Nak)
+        matchAnswer(canservice::frame::u8(data, 0), data, cmd == canservice::frame::Ack);
+    else
+        ++mOtherFrames;
+    mReceived.append({now(), cmd, data});
+    for (int i = 0; i < mExpectations.size(); ++i) {
+        Expectation &e = mExpectations[i];
+        if (e.state == Expectation::Pending && tryMeet(e))
+            maybeFinish();
+    }
+    if (mAnswer && mStarted)
+        answer(cmd, data);
+}
+
+void AdapterSimulator::matchAnswer(int cmd, const QByteArray &data, bool ack)
+{
+    (ack ? mAcks : mNaks)++;
+    if (data.size() != 1) {
+        ++mStrayAnswers;
+        return;
+    }
+    // The oldest open frame of that command; one whose checksum fits the answer first.
+    Sent *candidate = nullptr;
+    for (Sent &sent : mSent) {
+        if (sent.answered || sent.cmd != cmd)
+            continue;
+        if (sent.good == ack) {
+            candidate = &sent;
+            break;
+        }
+        if (!candidate)
+            candidate = &sent;
+    }
+    if (!candidate) {
+        ++mStrayAnswers;
+        return;
+    }
+    candidate->answered = true;
+    if (candidate->good != ack) {
+        print(now(), QStringLiteral("   (%1 for a frame sent with a %2 checksum, line %3)")
+                         .arg(ack ? "ACK" : "NAK", candidate->good ? "good" : "bad")
+                         .arg(candidate->line));
+    }
+}
+
+void AdapterSimulator::answer(int cmd, const QByteArray &data)
+{
+    if (cmd == ClimateKeyCmd && data.size() == 2) {
+        if (!mClimate.apply(quint8(data.at(0)), quint8(data.at(1)))) {
+            print(now(), QStringLiteral("   (no such climate command here: nothing changes)"));
+            return;
+        }
+        const QByteArray state = mClimate.state();
+        mLastData.insert(ClimateCmd, state);
+        if (!mOptions.quiet)
+            print(now(),
+                  QStringLiteral("-> %1  (answer)").arg(describeAdapterFrame(ClimateCmd, state)));
+        send(canservice::frame::build(ClimateCmd, state), 0);
+    } else if (cmd == RequestCmd && data.size() == 2) {
+        const int wanted = quint8(data.at(0));
+        if (!mLastData.contains(wanted))
+            return;
+        const QByteArray again = mLastData.value(wanted);
+        if (!mOptions.quiet)
+            print(now(),
+                  QStringLiteral("-> %1  (answer)").arg(describeAdapterFrame(wanted, again)));
+        send(canservice::frame::build(quint8(wanted), again), 0);
+    }
+}
+
+bool AdapterSimulator::tryMeet(Expectation &expectation)
+{
+    for (Received &r : mReceived) {
+        if (r.used || r.time < expectation.opens ||
+            !expectation.step.pattern.matches(r.cmd, r.data))
+            continue;
+        r.used = true;
+        expectation.state = Expectation::Met;
+        return true;
+    }
+    return false;
+}
+
+void AdapterSimulator::expire(int index)
+{
+    Expectation &e = mExpectations[index];
+    if (e.state != Expectation::Pending)
+        return;
+    e.state = Expectation::Failed;
+    print(now(), QStringLiteral("!! expected %1 within %2 s (line %3): not seen")
+                     .arg(e.step.pattern.toString())
+                     .arg(e.step.within)
+                     .arg(e.step.line));
+    maybeFinish();
+}
+
+void AdapterSimulator::maybeFinish()
+{
+    if (!mStarted || mStopping || mSummarised || mNext < mSteps.size() || !mQueue.isEmpty())
+        return;
+    if (mSteps.isEmpty() && mOptions.linger)
+        return; // nothing to play: only answers, until stopped
+    const double end = std::max(mDuration, mLastWrite + mOptions.settle);
+    if (now() < end) {
+        if (!mEndTimer.isActive())
+            mEndTimer.start(msUntil(end, now()));
+        return;
+    }
+    for (const Expectation &e : mExpectations) {
+        if (e.state == Expectation::Pending)
+            return; // its own deadline comes back here
+    }
+    summarise();
+    if (!mOptions.linger)
+        emit finished(exitCode());
+}
+
+void AdapterSimulator::stop()
+{
+    if (mStopping)
+        return;
+    mStopping = true;
+    for (int i = 0; i < mExpectations.size(); ++i)
+        expire(i);
+    if (!mSummarised)
+        summarise();
+    emit finished(exitCode());
+}
+
+void AdapterSimulator::summarise()
+{
+    mSummarised = true;
+    mStepTimer.stop();
+    mPumpTimer.stop();
+    mEndTimer.stop();
+    int bad = 0;
+    QStringList unanswered;
+    for (const Sent &sent : mSent) {
+        bad += sent.good ? 0 : 1;
+        if (!sent.answered) {
+            unanswered << QStringLiteral("  not acknowledged: %1 sent at %2 s%3")
+                              .arg(adapterCommandLabel(sent.cmd))
+                              .arg(sent.time, 0, 'f', 3)
+                              .arg(sent.line > 0 ? QStringLiteral(" (line %1)").arg(sent.line)
+                                                 : QStringLiteral(" (answer)"));
+        }
+    }
+    int met = 0;
+    int failed = 0;
+    for (const Expectation &e : mExpectations)
+        (e.state == Expectation::Met ? met : failed)++;
+    const auto count = [](int n, const char *one, const char *many) {
+        return QStringLiteral("%1 %2").arg(n).arg(QLatin1String(n == 1 ? one : many));
+    };
+    mOut << "summary: " << count(mSent.size(), "frame", "frames") << " sent (" << bad
+         << " with a bad checksum); " << count(mAcks, "ACK", "ACKs") << " and "
+         << count(mNaks, "NAK", "NAKs") << " received";
+    if (mOtherFrames > 0)
+        mOut << "; " << count(mOtherFrames, "other head-unit frame", "other head-unit frames");
+    if (mStrayAnswers > 0)
+        mOut << "; " << count(mStrayAnswers, "answer", "answers") << " to no frame";
+    mOut << '\n';
+    for (const QString &line : unanswered)
+        mOut << line << '\n';
+    if (mRecordedHostChunks >= 0)
+        mOut << "  the capture held " << mRecordedHostChunks << " head-unit writes\n";
+    if (!mExpectations.isEmpty())
+        mOut << "  expectations: " << met << " met, " << failed << " failed\n";
+    mOut.flush();
+}
+
+int AdapterSimulator::exitCode() const
+{
+    for (const Expectation &e : mExpectations) {
+        if (e.state != Expectation::Met)
+            return 1;
+    }
+    return 0;
+}
+
+} // namespace tools

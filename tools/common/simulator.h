@@ -1,0 +1,138 @@
+#pragma once
+
+// The simulated adapter: plays a scenario or a capture on a link, prints what the head
+// unit sends, answers climate commands and data requests as an adapter would, checks the
+// scenario's expectations and sums up.
+
+#include "capture.h"
+#include "climatemodel.h"
+#include "scenario.h"
+#include "wire.h"
+
+#include <QElapsedTimer>
+#include <QHash>
+#include <QObject>
+#include <QTextStream>
+#include <QTimer>
+
+namespace tools {
+
+class AdapterLink;
+
+class AdapterSimulator : public QObject
+{
+    Q_OBJECT
+public:
+    struct Options
+    {
+        bool waitForHost = true; // the clock starts with the head unit's first bytes
+        double settle = 0.5;     // seconds left for answers after the last write
+        bool quiet = false;      // do not print what the adapter writes
+        bool linger = false;     // after the summary go on answering until stopped
+        int fanScale = 18;
+    };
+
+    AdapterSimulator(AdapterLink *link, QTextStream &out, const Options &options,
+                     QObject *parent = nullptr);
+
+    void setScenario(const Scenario &scenario, const QString &name);
+    // Plays the adapter's side of a capture, its timing divided by `speed`; answers nothing.
+    void setReplay(const QList<CaptureRecord> &records, double speed, const QString &name);
+
+    void start();
+    // Ends now: unmet expectations fail, the summary is printed if it was not yet,
+    // finished() follows.
+    void stop();
+
+    // 0 when every expectation was met.
+    int exitCode() const;
+
+signals:
+    void finished(int exitCode);
+
+private:
+    struct Piece
+    {
+        double due;
+        QByteArray bytes;
+        int line;
+    };
+    struct Sent
+    {
+        int line;
+        double time;
+        int cmd;
+        bool good;
+        bool answered = false;
+    };
+    struct Received
+    {
+        double time;
+        int cmd;
+        QByteArray data;
+        bool used = false;
+    };
+    struct Expectation
+    {
+        ScenarioStep step;
+        double opens;
+        enum State { Pending, Met, Failed } state = Pending;
+    };
+
+    double now() const;
+    void print(double time, const QString &text);
+    void begin();
+    void runDueSteps();
+    void runStep(const ScenarioStep &step);
+    void send(const QByteArray &bytes, int line);
+    void pump();
+    void printReplayed(const FrameReader::Item &item);
+    void onReceived(const QByteArray &chunk);
+    void onHostFrame(int cmd, const QByteArray &data);
+    void answer(int cmd, const QByteArray &data);
+    void matchAnswer(int cmd, const QByteArray &data, bool ack);
+    bool tryMeet(Expectation &expectation);
+    void expire(int index);
+    void maybeFinish();
+    void summarise();
+
+    AdapterLink *mLink;
+    QTextStream &mOut;
+    Options mOptions;
+    QString mName;
+    bool mAnswer = true;
+    bool mReplay = false;
+    int mRecordedHostChunks = -1;
+
+    QList<ScenarioStep> mSteps;
+    double mDuration = 0;
+    int mNext = 0;
+    bool mStarted = false;
+    bool mSummarised = false;
+    bool mStopping = false;
+    QElapsedTimer mClock;
+    QTimer mStepTimer;
+    QTimer mEndTimer;
+
+    int mChunkSize = 0;
+    double mChunkGap = 0;
+    double mLastWrite = -1;
+    QList<Piece> mQueue;
+    QTimer mPumpTimer;
+
+    FrameReader mOutReader; // the stream as the head unit parses it
+    QTimer mOutParseOut;
+    FrameReader mInReader;
+    QTimer mInParseOut;
+    QList<Sent> mSent;
+    QList<Received> mReceived;
+    QList<Expectation> mExpectations;
+    int mAcks = 0;
+    int mNaks = 0;
+    int mStrayAnswers = 0;
+    int mOtherFrames = 0;
+    QHash<int, QByteArray> mLastData;
+    ClimateModel mClimate;
+};
+
+} // namespace tools
