@@ -1,0 +1,413 @@
+// canhost: loads the plugin the way the head unit does, prints what it decodes and passes
+// typed commands to it.
+
+#include "canservicebase.h"
+#include "hostcommands.h"
+#include "hostevents.h"
+#include "links.h"
+#include "serialport.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QLoggingCategory>
+#include <QPluginLoader>
+#include <QSettings>
+#include <QSocketNotifier>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QTimer>
+
+#include <cstdio>
+#include <fcntl.h>
+#include <memory>
+#include <unistd.h>
+
+namespace {
+
+const char *const SettingsFile = "/media/flash/nvm/factory/settings.ini";
+
+enum class LogLevel { All, Errors, Off };
+
+LogLevel sLogLevel = LogLevel::Errors;
+QElapsedTimer sLogClock;
+
+void logHandler(QtMsgType type, const QMessageLogContext &, const QString &message)
+{
+    const bool error = type != QtDebugMsg;
+    if (sLogLevel == LogLevel::Off || (sLogLevel == LogLevel::Errors && !error))
+        return;
+    const QByteArray line = QString::asprintf("[%8.3f] ", sLogClock.nsecsElapsed() / 1e9).toUtf8() +
+                            message.toUtf8() + '\n';
+    fwrite(line.constData(), 1, size_t(line.size()), stderr);
+}
+
+// Everything the plugin writes to standard output goes to standard error with --log all,
+// else nowhere: standard output carries the events alone.
+void divertPluginOutput(bool keep)
+{
+    fflush(stdout);
+    const int target = keep ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (target >= 0) {
+        dup2(target, STDOUT_FILENO);
+        close(target);
+    }
+}
+
+QString defaultPlugin()
+{
+    const QString beside =
+        QCoreApplication::applicationDirPath() + QStringLiteral("/libqvx_LSN305.so.1");
+    if (QFileInfo::exists(beside))
+        return beside;
+    return QStringLiteral(QVX_DEFAULT_PLUGIN);
+}
+
+class CanHost : public QObject
+{
+public:
+    CanHost(QTextStream &out, QTextStream &err) : mOut(out), mErr(err) {}
+    ~CanHost() override;
+
+    int run(QCoreApplication &app);
+
+private:
+    bool setDriver(bool leftHand);
+    void readInput();
+    void runCommands();
+    void execute(const tools::HostCommand &command);
+    void quit(int code = 0);
+
+    QTextStream &mOut;
+    QTextStream &mErr;
+    QPluginLoader mLoader;
+    QObject *mInstance = nullptr;
+    CanServiceBase *mService = nullptr;
+    std::unique_ptr<tools::EventPrinter> mPrinter;
+    std::unique_ptr<QTemporaryDir> mNvmRoot;
+    QSocketNotifier *mInput = nullptr;
+    QByteArray mInputBuffer;
+    QStringList mPending;
+    int mInputLine = 0;
+    bool mInputEnded = false;
+    bool mExitOnEof = false;
+    bool mJson = false;
+    QTimer mWait;
+};
+
+CanHost::~CanHost()
+{
+    if (mService)
+        mService->stop();
+    delete mInstance; // the host owns the service
+    canservice::SerialPort::stopRecording();
+}
+
+int CanHost::run(QCoreApplication &app)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Loads the plugin as the head unit does, prints one line per signal with "
+                       "the state it concerns, and reads commands from standard input."));
+    const QCommandLineOption helpOption = parser.addHelpOption();
+    const QCommandLineOption plugin("plugin",
+                                    "Plugin file (default: the one built beside canhost).", "path");
+    const QCommandLineOption port("port", "Serial device of the adapter.", "device");
+    const QCommandLineOption modelIndex("model-index", "Vehicle model index sent at start.", "n");
+    const QCommandLineOption modelId("model-id", "Vehicle model id.", "id");
+    const QCommandLineOption driver("driver", "Driver position: left or right.", "side");
+    const QCommandLineOption translations("translations", "Translations file (JSON, id: text).",
+                                          "file");
+    const QCommandLineOption json("json", "One JSON object per signal.");
+    const QCommandLineOption log("log",
+                                 "Plugin diagnostics on standard error: all, errors, off "
+                                 "(default errors).",
+                                 "which", "errors");
+    const QCommandLineOption record("record", "Record the serial line to a capture file.", "file");
+    const QCommandLineOption duration("duration", "Stop after this many seconds.", "seconds");
+    const QCommandLineOption exitOnEof("exit-on-eof", "Stop when standard input ends.");
+    parser.addOptions({plugin, port, modelIndex, modelId, driver, translations, json, log, record,
+                       duration, exitOnEof});
+    if (!parser.parse(app.arguments())) {
+        mErr << "canhost: " << parser.errorText() << '\n';
+        return 2;
+    }
+    if (parser.isSet(helpOption)) {
+        mOut << parser.helpText() << '\n' << tools::hostCommandHelp();
+        return 0;
+    }
+    const auto usage = [this](const QString &why) {
+        mErr << "canhost: " << why << '\n';
+        return 2;
+    };
+    if (!parser.positionalArguments().isEmpty())
+        return usage(
+            QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first()));
+
+    const QString logValue = parser.value(log);
+    if (logValue == QLatin1String("all"))
+        sLogLevel = LogLevel::All;
+    else if (logValue == QLatin1String("errors"))
+        sLogLevel = LogLevel::Errors;
+    else if (logValue == QLatin1String("off"))
+        sLogLevel = LogLevel::Off;
+    else
+        return usage(QStringLiteral("--log is all, errors or off, not '%1'").arg(logValue));
+    sLogClock.start();
+    qInstallMessageHandler(logHandler);
+    // The plugin skips building its debug lines when the category is off.
+    if (sLogLevel != LogLevel::All)
+        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+    divertPluginOutput(sLogLevel == LogLevel::All);
+
+    int value = 0;
+    bool ok = true;
+    if (parser.isSet(modelIndex)) {
+        value = parser.value(modelIndex).toInt(&ok, 0);
+        if (!ok)
+            return usage(QStringLiteral("--model-index takes a number"));
+        CanBusManager::instance()->setQvxCarModelIndex(value);
+    }
+    if (parser.isSet(modelId)) {
+        value = parser.value(modelId).toInt(&ok, 0);
+        if (!ok)
+            return usage(QStringLiteral("--model-id takes a number"));
+        CanBusManager::instance()->setCarModelId(value);
+    }
+    if (parser.isSet(driver)) {
+        const QString side = parser.value(driver);
+        if (side != QLatin1String("left") && side != QLatin1String("right"))
+            return usage(QStringLiteral("--driver is left or right, not '%1'").arg(side));
+        if (!setDriver(side == QLatin1String("left")))
+            return 2;
+    }
+    if (parser.isSet(translations)) {
+        qputenv("CANSERVICE_TRANSLATIONS", QFile::encodeName(parser.value(translations)));
+        Translator::reload();
+    }
+    if (parser.isSet(port))
+        qputenv("CANSERVICE_SERIAL_PORT", QFile::encodeName(parser.value(port)));
+    double seconds = 0;
+    if (parser.isSet(duration)) {
+        seconds = parser.value(duration).toDouble(&ok);
+        if (!ok || seconds <= 0)
+            return usage(QStringLiteral("--duration takes a positive number of seconds"));
+    }
+    if (parser.isSet(record)) {
+        QString error;
+        if (!canservice::SerialPort::startRecording(parser.value(record), &error))
+            return usage(
+                QStringLiteral("cannot record to %1: %2").arg(parser.value(record), error));
+    }
+    mJson = parser.isSet(json);
+    mExitOnEof = parser.isSet(exitOnEof);
+
+    const QString path =
+        QFileInfo(parser.isSet(plugin) ? parser.value(plugin) : defaultPlugin()).absoluteFilePath();
+    mLoader.setFileName(path);
+    if (!QFileInfo::exists(path))
+        return usage(QStringLiteral("no plugin at %1").arg(path));
+    const QJsonObject meta = mLoader.metaData();
+    if (!mLoader.load())
+        return usage(QStringLiteral("cannot load %1: %2").arg(path, mLoader.errorString()));
+    canservice::ConfigManager::instance()->setPluginFullPath(path);
+    mInstance = mLoader.instance();
+    if (!mInstance)
+        return usage(
+            QStringLiteral("%1 has no plugin instance: %2").arg(path, mLoader.errorString()));
+    mService = qobject_cast<CanServiceBase *>(mInstance);
+    if (!mService) {
+        return usage(QStringLiteral("%1 is not a CanServiceBase (%2 %3, interface %4 wanted)")
+                         .arg(path, meta.value("className").toString(),
+                              meta.value("IID").toString(), QStringLiteral(CanServiceBase_iid)));
+    }
+
+    mPrinter = std::make_unique<tools::EventPrinter>(mService, mOut, mJson);
+    mPrinter->note(
+        QStringLiteral("plugin"),
+        {{"path", path},
+         {"className", meta.value("className")},
+         {"iid", meta.value("IID")},
+         {"metaData", meta.value("MetaData")}},
+        QStringLiteral("%1: %2, %3")
+            .arg(path, meta.value("className").toString(), meta.value("IID").toString()));
+    canservice::SerialPort *serial = canservice::SerialPort::latest();
+    const bool open = serial && serial->isOpen();
+    const QString portName = serial ? serial->portName() : QString();
+    mPrinter->note(QStringLiteral("port"), {{"name", portName}, {"open", open}},
+                   open ? portName : QStringLiteral("%1 is not open").arg(portName));
+    mPrinter->connectSignals();
+    mService->start();
+
+    mWait.setSingleShot(true);
+    connect(&mWait, &QTimer::timeout, this, &CanHost::runCommands);
+    fcntl(STDIN_FILENO, F_SETFL, fcntl(STDIN_FILENO, F_GETFL) | O_NONBLOCK);
+    mInput = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
+    connect(mInput, &QSocketNotifier::activated, this, &CanHost::readInput);
+    if (seconds > 0)
+        QTimer::singleShot(int(seconds * 1000), this, [this] { quit(); });
+    tools::onQuitSignals(this, [this] { quit(); });
+    return app.exec();
+}
+
+bool CanHost::setDriver(bool leftHand)
+{
+    if (!mNvmRoot) {
+        mNvmRoot = std::make_unique<QTemporaryDir>();
+        if (!mNvmRoot->isValid()) {
+            mErr << "canhost: cannot make a settings folder: " << mNvmRoot->errorString() << '\n';
+            mNvmRoot.reset();
+            return false;
+        }
+        qputenv("CANSERVICE_NVM_ROOT", QFile::encodeName(mNvmRoot->path()));
+    }
+    const QString file = mNvmRoot->path() + QLatin1String(SettingsFile);
+    QDir().mkpath(QFileInfo(file).path());
+    QSettings settings(file, QSettings::IniFormat);
+    settings.setValue(QStringLiteral("DriverPosition"), leftHand);
+    settings.sync();
+    return settings.status() == QSettings::NoError;
+}
+
+void CanHost::readInput()
+{
+    char buffer[4096];
+    for (;;) {
+        const ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
+        if (n > 0) {
+            mInputBuffer.append(buffer, int(n));
+            continue;
+        }
+        if (n == 0) {
+            mInputEnded = true;
+            mInput->setEnabled(false);
+            if (!mInputBuffer.isEmpty())
+                mInputBuffer.append('\n');
+        }
+        break; // n < 0: nothing more for now
+    }
+    int at;
+    while ((at = mInputBuffer.indexOf('\n')) >= 0) {
+        mPending << QString::fromUtf8(mInputBuffer.left(at));
+        mInputBuffer.remove(0, at + 1);
+    }
+    runCommands();
+}
+
+void CanHost::runCommands()
+{
+    while (!mWait.isActive() && !mPending.isEmpty()) {
+        const QString line = mPending.takeFirst();
+        ++mInputLine;
+        tools::HostCommand command;
+        QString error;
+        if (!tools::parseHostCommand(line, &command, &error)) {
+            mErr << "canhost: input line " << mInputLine << ": " << error << '\n';
+            mErr.flush();
+            continue;
+        }
+        execute(command);
+    }
+    if (mInputEnded && mPending.isEmpty() && !mWait.isActive() && mExitOnEof)
+        quit();
+}
+
+void CanHost::execute(const tools::HostCommand &c)
+{
+    using tools::HostCommand;
+    switch (c.kind) {
+    case HostCommand::None:
+        break;
+    case HostCommand::Help:
+        (mJson ? mErr : mOut) << tools::hostCommandHelp();
+        (mJson ? mErr : mOut).flush();
+        break;
+    case HostCommand::Key: {
+        const int result = mService->sendAcKey(c.a, c.b);
+        mPrinter->note(
+            QStringLiteral("command"),
+            {{"command", "key"}, {"key", c.a}, {"value", c.b}, {"result", result}},
+            QStringLiteral("climate key %1 value %2 (result %3)").arg(c.a).arg(c.b).arg(result));
+        break;
+    }
+    case HostCommand::Source:
+        mService->onRadioSourceInformation(c.name, c.info, c.a);
+        mPrinter->note(QStringLiteral("command"),
+                       {{"command", "source"},
+                        {"type", c.a},
+                        {"name", c.name},
+                        {"info", QJsonArray::fromStringList(c.info)}},
+                       QStringLiteral("source type %1, name \"%2\", texts \"%3\"")
+                           .arg(c.a)
+                           .arg(c.name, c.info.join(QStringLiteral("\", \""))));
+        break;
+    case HostCommand::Request: {
+        const int result = mService->request(c.a, c.b);
+        mPrinter->note(QStringLiteral("command"),
+                       {{"command", "request"}, {"a", c.a}, {"b", c.b}, {"result", result}},
+                       QStringLiteral("request 0x%1 0x%2")
+                           .arg(c.a, 2, 16, QLatin1Char('0'))
+                           .arg(c.b, 2, 16, QLatin1Char('0')));
+        break;
+    }
+    case HostCommand::Model:
+        CanBusManager::instance()->setCarModelId(c.a);
+        mPrinter->note(QStringLiteral("command"), {{"command", "model"}, {"id", c.a}},
+                       QStringLiteral("vehicle model id %1").arg(c.a));
+        break;
+    case HostCommand::ModelIndex:
+        CanBusManager::instance()->setQvxCarModelIndex(c.a);
+        mPrinter->note(QStringLiteral("command"), {{"command", "model-index"}, {"index", c.a}},
+                       QStringLiteral("vehicle model index %1").arg(c.a));
+        break;
+    case HostCommand::Driver:
+        if (setDriver(c.leftHand)) {
+            mPrinter->note(QStringLiteral("command"),
+                           {{"command", "driver"}, {"side", c.leftHand ? "left" : "right"}},
+                           QStringLiteral("driver on the %1").arg(c.leftHand ? "left" : "right"));
+        }
+        break;
+    case HostCommand::State:
+        mPrinter->dumpState();
+        break;
+    case HostCommand::Wait:
+        mWait.start(int(c.seconds * 1000));
+        break;
+    case HostCommand::Quit:
+        quit();
+        break;
+    }
+}
+
+void CanHost::quit(int code)
+{
+    QCoreApplication::exit(code);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // Our own copy of standard output, before the plugin's lines are sent elsewhere.
+    const int outFd = dup(STDOUT_FILENO);
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("canhost"));
+    QFile outFile;
+    outFile.open(outFd, QIODevice::WriteOnly, QFileDevice::AutoCloseHandle);
+    QTextStream out(&outFile);
+    out.setCodec("UTF-8");
+    QTextStream err(stderr);
+    err.setCodec("UTF-8");
+    int code = 0;
+    {
+        CanHost host(out, err);
+        code = host.run(app);
+    }
+    out.flush();
+    err.flush();
+    return code;
+}
