@@ -2,6 +2,10 @@
 // dead device, looks for it at the same path every second and carries on when it is back.
 #include "testsupport.h"
 
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
@@ -80,6 +84,7 @@ private slots:
     void portComesBackAtTheSamePath();
     void closedPortStaysClosed();
     void serviceAnswersAfterReplug();
+    void canhostAcrossSimulatorRestart();
 };
 
 void tst_Replug::portComesBackAtTheSamePath()
@@ -174,6 +179,121 @@ void tst_Replug::serviceAnswersAfterReplug()
     // The link was down for less than the watchdog's 30 s: one report of 3 in all.
     QCOMPARE(status.count(), 1);
     QCOMPARE(status[0][0].toInt(), 3);
+}
+
+namespace {
+
+// A bench tool run for the test, its output collected as it comes.
+struct Tool
+{
+    explicit Tool(const QString &name)
+        : program(QStringLiteral(QVX_BINARY_DIR "/tools/%1/%1").arg(name))
+    {
+        process.setProgram(program);
+    }
+    ~Tool()
+    {
+        if (process.state() != QProcess::NotRunning) {
+            process.kill();
+            process.waitForFinished();
+        }
+    }
+    bool start(const QStringList &args)
+    {
+        process.setArguments(args);
+        process.start();
+        return process.waitForStarted();
+    }
+    QString out()
+    {
+        stdoutText += QString::fromUtf8(process.readAllStandardOutput());
+        return stdoutText;
+    }
+    QString err()
+    {
+        stderrText += QString::fromUtf8(process.readAllStandardError());
+        return stderrText;
+    }
+    // canhost --json: the events, one object a line.
+    QList<QJsonObject> events()
+    {
+        QList<QJsonObject> list;
+        for (const QString &line : out().split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+            list << QJsonDocument::fromJson(line.toUtf8()).object();
+        return list;
+    }
+    int count(const QString &event, const QString &key, int value)
+    {
+        int n = 0;
+        for (const QJsonObject &e : events())
+            n += e.value("event").toString() == event && e.value(key).toInt() == value;
+        return n;
+    }
+
+    QString program;
+    QProcess process;
+    QString stdoutText;
+    QString stderrText;
+};
+
+} // namespace
+
+void tst_Replug::canhostAcrossSimulatorRestart()
+{
+    Tool host(QStringLiteral("canhost"));
+    Tool first(QStringLiteral("adaptersim"));
+    Tool second(QStringLiteral("adaptersim"));
+    QVERIFY2(QFileInfo::exists(host.program) && QFileInfo::exists(first.program),
+             "build canhost and adaptersim first");
+    QTemporaryDir dir;
+    const QString link = dir.filePath(QStringLiteral("adapter"));
+
+    // The adapter answers; the host comes up on it and sees the first door frame.
+    QFile before(dir.filePath(QStringLiteral("before.scenario")));
+    QVERIFY(before.open(QIODevice::WriteOnly));
+    before.write("0.2 frame body 00 00 04 00 00 00 00 00 00 00\n"
+                 "+0 expect 1 ack body\n"
+                 "+0.1 end\n");
+    before.close();
+    QVERIFY(first.start({"--pty", link, "--linger", before.fileName()}));
+    QTRY_VERIFY(QFileInfo(link).isSymLink());
+    QVERIFY(host.start({"--port", link, "--json", "--log", "errors"}));
+    QTRY_COMPARE_WITH_TIMEOUT(host.count("doors", "status", 4), 1, 10000);
+    QCOMPARE(host.count("link", "status", 3), 1);
+
+    // The adapter goes away: the host says so once, and carries on.
+    first.process.terminate();
+    QVERIFY(first.process.waitForFinished());
+    QTRY_VERIFY_WITH_TIMEOUT(host.err().contains("went away"), 5000);
+    QCOMPARE(host.process.state(), QProcess::Running);
+
+    // It comes back at the same path; what it sends then is answered and decoded.
+    QFile after(dir.filePath(QStringLiteral("after.scenario")));
+    QVERIFY(after.open(QIODevice::WriteOnly));
+    after.write("1.5 frame body 00 00 08 00 00 00 00 00 00 00\n"
+                "+0 expect 1 ack body\n"
+                "+0.2 corrupt radar 26 27 ff 00 64 c8 e1 01 00 00 00 00\n"
+                "+0 expect 1 nak radar\n"
+                "+0.2 frame radar 26 27 ff 00 64 c8 e1 01 00 00 00 00\n"
+                "+0 expect 1 ack radar\n"
+                "+0.2 end\n");
+    after.close();
+    QVERIFY(second.start({"--pty", link, "--no-wait", "--linger", after.fileName()}));
+    QTRY_VERIFY_WITH_TIMEOUT(host.err().contains("is back"), 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(host.count("doors", "status", 8), 1, 5000);
+    QTRY_VERIFY(second.out().contains("ACK radar"));
+    QVERIFY2(host.err().count("went away") == 1 && host.err().count("is back") == 1,
+             qPrintable(host.err()));
+    // Down for less than the watchdog's 30 s: the link was never reported lost.
+    QCOMPARE(host.count("link", "status", 0), 0);
+    QCOMPARE(host.process.state(), QProcess::Running);
+    second.process.terminate();
+    QVERIFY(second.process.waitForFinished());
+    QVERIFY2(second.out().contains("expectations: 3 met, 0 failed"), qPrintable(second.out()));
+
+    host.process.terminate();
+    QVERIFY(host.process.waitForFinished());
+    QCOMPARE(host.process.exitCode(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_Replug)
