@@ -38,6 +38,7 @@ AdapterSimulator::AdapterSimulator(AdapterLink *link, QTextStream &out, const Op
         if (!dropped.isEmpty())
             print(now(), QStringLiteral("   (the head unit drops the unfinished frame %1)")
                              .arg(hexText(dropped)));
+        maybeFinish();
     });
     connect(&mInParseOut, &QTimer::timeout, this, [this] {
         const QByteArray dropped = mInReader.reset();
@@ -348,6 +349,8 @@ void AdapterSimulator::maybeFinish()
         return;
     if (mSteps.isEmpty() && mOptions.linger)
         return; // nothing to play: only answers, until stopped
+    if (mOutParseOut.isActive())
+        return; // the head unit has yet to drop an unfinished frame
     const double end = std::max(mDuration, mLastWrite + mOptions.settle);
     if (now() < end) {
         if (!mEndTimer.isActive())

@@ -1,0 +1,445 @@
+// Both bench programs on a pseudo-terminal: adaptersim plays a scenario, canhost loads the
+// plugin on the other end, and canhost --json must show what each scenario makes of it.
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <algorithm>
+#include <memory>
+
+namespace {
+
+constexpr int Slow = 20000; // generous: the suite may run under an emulator or sanitizers
+
+// One of the tools, started through $QVX_TEST_EMULATOR when set.
+class Tool
+{
+public:
+    explicit Tool(const QString &path) : mPath(path) {}
+    ~Tool()
+    {
+        if (process.state() != QProcess::NotRunning) {
+            process.kill();
+            process.waitForFinished();
+        }
+    }
+
+    void start(const QStringList &args)
+    {
+        QStringList command = QString::fromLocal8Bit(qgetenv("QVX_TEST_EMULATOR"))
+                                  .split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        command << mPath << args;
+        process.setProgram(command.takeFirst());
+        process.setArguments(command);
+        process.start();
+        QVERIFY2(process.waitForStarted(), qPrintable(mPath));
+    }
+    // Written at once: a test that then blocks on another process runs no event loop.
+    void send(const QByteArray &line)
+    {
+        process.write(line + '\n');
+        process.waitForBytesWritten();
+    }
+    QString out()
+    {
+        mOut += QString::fromUtf8(process.readAllStandardOutput());
+        return mOut;
+    }
+    QString err()
+    {
+        mErr += QString::fromUtf8(process.readAllStandardError());
+        return mErr;
+    }
+    // canhost --json: one object a line; anything else is a fault.
+    QList<QJsonObject> events()
+    {
+        QList<QJsonObject> list;
+        for (const QString &line : out().split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+            const QJsonObject o = QJsonDocument::fromJson(line.toUtf8()).object();
+            if (o.isEmpty())
+                qWarning() << "not a JSON object:" << line;
+            list << o;
+        }
+        return list;
+    }
+    QList<QJsonObject> events(const QString &name)
+    {
+        QList<QJsonObject> list;
+        for (const QJsonObject &o : events()) {
+            if (o.value("event").toString() == name)
+                list << o;
+        }
+        return list;
+    }
+    int exitCode(int ms = Slow)
+    {
+        if (!process.waitForFinished(ms))
+            return -1000;
+        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2000;
+    }
+
+    QProcess process;
+
+private:
+    QString mPath;
+    QString mOut;
+    QString mErr;
+};
+
+// The fields of an event without its time, for comparing two runs.
+QJsonObject timeless(QJsonObject o)
+{
+    o.remove("time");
+    return o;
+}
+
+} // namespace
+
+class tst_EndToEnd : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init();
+    void linkComesUp();
+    void climateKeyRoundTrip();
+    void shortAndLongKeys();
+    void corruptFrameIsNaked();
+    void missedExpectationFails();
+    void badInputIsNamed();
+    void pluginsThatAreRefused_data();
+    void pluginsThatAreRefused();
+    void defaultDriveRecordedAndReplayed();
+
+private:
+    QString scenario(const QByteArray &text);
+    // Starts the simulator on a new pseudo-terminal, then canhost --json on it.
+    void startPair(Tool &sim, Tool &host, const QStringList &simArgs,
+                   const QStringList &hostArgs = {});
+
+    std::unique_ptr<QTemporaryDir> mDir;
+    int mFiles = 0;
+};
+
+void tst_EndToEnd::init()
+{
+    mDir = std::make_unique<QTemporaryDir>();
+    QVERIFY(mDir->isValid());
+}
+
+QString tst_EndToEnd::scenario(const QByteArray &text)
+{
+    const QString path = mDir->filePath(QStringLiteral("scenario%1").arg(++mFiles));
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly))
+        file.write(text);
+    return path;
+}
+
+void tst_EndToEnd::startPair(Tool &sim, Tool &host, const QStringList &simArgs,
+                             const QStringList &hostArgs)
+{
+    const QString link = mDir->filePath(QStringLiteral("tty%1").arg(++mFiles));
+    sim.start(QStringList{"--pty", link} + simArgs);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        QFileInfo(link).isSymLink() || sim.process.state() == QProcess::NotRunning, Slow);
+    QVERIFY2(QFileInfo(link).isSymLink(), qPrintable(sim.out() + sim.err()));
+    host.start(QStringList{"--port", link, "--json"} + hostArgs);
+}
+
+void tst_EndToEnd::linkComesUp()
+{
+    Tool sim(QVX_ADAPTERSIM_PATH), host(QVX_CANHOST_PATH);
+    startPair(sim, host,
+              {scenario("0 expect 1 carselect 00 ff\n"
+                        "0 frame version \"V1.0\"\n"
+                        "+0 expect 1 ack version\n")});
+    QTRY_VERIFY_WITH_TIMEOUT(!host.events("version").isEmpty(), Slow);
+    const QList<QJsonObject> events = host.events();
+    QCOMPARE(events.size(), 4);
+    QCOMPARE(events.at(0).value("event").toString(), QStringLiteral("plugin"));
+    QCOMPARE(events.at(0).value("className").toString(), QStringLiteral("SimpleService"));
+    QCOMPARE(events.at(1).value("event").toString(), QStringLiteral("port"));
+    QVERIFY(events.at(1).value("open").toBool());
+    QCOMPARE(
+        timeless(events.at(2)),
+        (QJsonObject{
+            {"event", "link"}, {"signal", "notifyCanbusStatus"}, {"status", 3}, {"up", true}}));
+    QCOMPARE(events.at(3).value("version").toString(), QStringLiteral("V1.0"));
+    QCOMPARE(sim.exitCode(), 0);
+    QVERIFY(sim.out().contains("<- car select: model 0 (second byte 0xff)"));
+    QVERIFY(sim.out().contains("expectations: 2 met, 0 failed"));
+
+    host.send("quit");
+    QCOMPARE(host.exitCode(), 0);
+}
+
+// A key pressed in canhost reaches the adapter, which changes its climate and reports it:
+// the getters show the change.
+void tst_EndToEnd::climateKeyRoundTrip()
+{
+    Tool sim(QVX_ADAPTERSIM_PATH), host(QVX_CANHOST_PATH);
+    startPair(sim, host,
+              {"--linger", scenario("0 frame climate 00 00 00 00 06 04 2c 2c 00 00 2c 00\n")});
+    QTRY_COMPARE_WITH_TIMEOUT(host.events("climate").size(), 1, Slow);
+    QJsonObject climate = host.events("climate").last();
+    QCOMPARE(climate.value("ac").toBool(), false);
+    QCOMPARE(climate.value("temperature").toDouble(), 22.0);
+
+    host.send("key ac");
+    QTRY_COMPARE_WITH_TIMEOUT(host.events("climate").size(), 2, Slow);
+    climate = host.events("climate").last();
+    QCOMPARE(climate.value("ac").toBool(), true);
+    QVERIFY(sim.out().contains("<- climate command 2 (AC) value 1"));
+
+    host.send("key 19");
+    QTRY_COMPARE_WITH_TIMEOUT(host.events("climate").size(), 3, Slow);
+    QCOMPARE(host.events("climate").last().value("temperature").toDouble(), 22.5);
+    QCOMPARE(host.events("climate").last().value("ac").toBool(), true);
+
+    host.send("key ac");
+    QTRY_COMPARE_WITH_TIMEOUT(host.events("climate").size(), 4, Slow);
+    QCOMPARE(host.events("climate").last().value("ac").toBool(), false);
+    QVERIFY(sim.out().contains("<- climate command 2 (AC) value 0"));
+
+    host.send("source 0 FM1 87.50");
+    host.send("request 0x31 0");
+    QTRY_COMPARE_WITH_TIMEOUT(host.events("climate").size(), 5, Slow);
+    QVERIFY(sim.out().contains("<- source status: code 1, text \"87.50       \""));
+    QVERIFY(sim.out().contains("<- request 0x31 0x00 (climate)"));
+    const QList<QJsonObject> commands = host.events("command");
+    QCOMPARE(commands.size(), 5);
+    QCOMPARE(commands.first().value("result").toInt(), 0);
+
+    host.send("quit");
+    QCOMPARE(host.exitCode(), 0);
+    sim.process.terminate();
+    QCOMPARE(sim.exitCode(), 0);
+    QVERIFY2(sim.out().contains("summary: 5 frames sent (0 with a bad checksum); 5 ACKs and 0 NAKs "
+                                "received; 6 other head-unit frames"),
+             qPrintable(sim.out()));
+}
+
+void tst_EndToEnd::shortAndLongKeys()
+{
+    Tool sim(QVX_ADAPTERSIM_PATH), host(QVX_CANHOST_PATH);
+    startPair(sim, host,
+              {scenario("0 frame wheel 00 00 03 01 00 00 00 00 00 00\n"
+                        "+0.3 frame wheel 00 00 03 00 00 00 00 00 00 00\n"
+                        "+0.2 frame panel 15 01\n"
+                        "+0.2 frame panel 16 01   # a second key while one is held\n"
+                        "+1.7 frame panel 15 00\n")});
+    QCOMPARE(sim.exitCode(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(host.events("key").size(), 5, Slow);
+    QStringList seen;
+    for (const QJsonObject &key : host.events("key")) {
+        seen << QStringLiteral("%1 %2 %3")
+                    .arg(key.value("code").toInt())
+                    .arg(key.value("source").toString(), key.value("name").toString());
+    }
+    QCOMPARE(seen, (QStringList{"3 wheel press", "3 wheel short", "21 panel press", "21 panel long",
+                                "21 panel release"}));
+    const QList<QJsonObject> keys = host.events("key");
+    const double held = keys.at(3).value("time").toDouble() - keys.at(2).value("time").toDouble();
+    QVERIFY2(held >= 1.45 && held < 1.9, qPrintable(QString::number(held)));
+    host.send("quit");
+    QCOMPARE(host.exitCode(), 0);
+}
+
+// A frame with a bad checksum is answered with a NAK and decoded never; noise and a frame
+// in pieces around it do not disturb the next good frame.
+void tst_EndToEnd::corruptFrameIsNaked()
+{
+    Tool sim(QVX_ADAPTERSIM_PATH), host(QVX_CANHOST_PATH);
+    startPair(sim, host,
+              {scenario("0 corrupt body 00 00 40 00 00 00 00 00 00 00\n"
+                        "+0 expect 2 nak body\n"
+                        "+0.1 raw 00 13 37\n"
+                        "+0 chunk 4 0.02\n"
+                        "+0 frame body 00 00 08 00 00 00 00 00 00 00\n"
+                        "+0 chunk 0\n"
+                        "+0 expect 2 ack body\n")});
+    QCOMPARE(sim.exitCode(), 0);
+    QVERIFY(sim.out().contains("<- NAK body (0x12)"));
+    QVERIFY(sim.out().contains("<- ACK body (0x12)"));
+    QVERIFY2(sim.out().contains("summary: 2 frames sent (1 with a bad checksum); 1 ACK and 1 NAK "
+                                "received; 1 other head-unit frame\n"),
+             qPrintable(sim.out()));
+    QVERIFY(sim.out().contains("expectations: 2 met, 0 failed"));
+    QTRY_COMPARE_WITH_TIMEOUT(host.events("doors").size(), 1, Slow);
+    QCOMPARE(host.events("doors").first().value("status").toInt(), 8);
+    QCOMPARE(host.events("doors").first().value("open").toArray(), QJsonArray{"rear"});
+    QTRY_VERIFY(host.err().contains("checksum err!"));
+    host.send("quit");
+    QCOMPARE(host.exitCode(), 0);
+    QCOMPARE(host.events("doors").size(), 1);
+}
+
+void tst_EndToEnd::missedExpectationFails()
+{
+    Tool sim(QVX_ADAPTERSIM_PATH);
+    sim.start({"--pty", mDir->filePath("tty"), "--no-wait",
+               scenario("0 frame version \"V\"\n+0.1 expect 0.2 request 31\n")});
+    QCOMPARE(sim.exitCode(), 1);
+    QVERIFY2(sim.out().contains("!! expected request 31 within 0.2 s (line 2): not seen"),
+             qPrintable(sim.out()));
+    QVERIFY(sim.out().contains("not acknowledged: version (0xf0)"));
+    QVERIFY(sim.out().contains("expectations: 0 met, 1 failed"));
+    QVERIFY(!QFileInfo(mDir->filePath("tty")).isSymLink()); // cleaned up after itself
+}
+
+void tst_EndToEnd::badInputIsNamed()
+{
+    Tool badScenario(QVX_ADAPTERSIM_PATH);
+    const QString path = scenario("0 frame body 00\n0 frame bogus 00\n");
+    badScenario.start({"--pty", mDir->filePath("tty"), path});
+    QCOMPARE(badScenario.exitCode(), 2);
+    QCOMPARE(
+        badScenario.err().trimmed(),
+        QStringLiteral("adaptersim: %1:2: unknown command 'bogus' (a hexadecimal id or one "
+                       "of: wheel, body, mileage, panel, climate, carinfo, fuel, radar, tyres, "
+                       "version)")
+            .arg(path));
+    QVERIFY(!QFileInfo(mDir->filePath("tty")).exists());
+
+    Tool badCapture(QVX_ADAPTERSIM_PATH);
+    const QString capture = scenario("# capture\n0.1 rx 5a a5\n0.05 rx 00\n");
+    badCapture.start({"--pty", mDir->filePath("tty"), "--replay", capture});
+    QCOMPARE(badCapture.exitCode(), 2);
+    QVERIFY2(badCapture.err().contains(capture + ":3: time 0.05 goes back"),
+             qPrintable(badCapture.err()));
+
+    Tool noLink(QVX_ADAPTERSIM_PATH);
+    noLink.start({path});
+    QCOMPARE(noLink.exitCode(), 2);
+    QVERIFY(noLink.err().contains("give either --pty PATH or --port DEVICE"));
+
+    // canhost names the bad line of its input and goes on with the next.
+    Tool host(QVX_CANHOST_PATH);
+    host.start({"--json", "--port", mDir->filePath("absent"), "--exit-on-eof"});
+    host.send("state");
+    host.send("key warmer");
+    host.send("model 94");
+    host.process.closeWriteChannel();
+    QCOMPARE(host.exitCode(), 0);
+    QVERIFY2(
+        host.err().contains("canhost: input line 2: 'warmer' is neither a key code nor a key name"),
+        qPrintable(host.err()));
+    QVERIFY(host.err().contains("cannot open " + mDir->filePath("absent")));
+    QCOMPARE(host.events("command").size(), 1);
+    QCOMPARE(host.events("link").size(), 1); // from the state dump
+    QCOMPARE(host.events("port").first().value("open").toBool(), false);
+}
+
+void tst_EndToEnd::pluginsThatAreRefused_data()
+{
+    QTest::addColumn<QString>("plugin");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("missing") << "/nonexistent/libqvx.so"
+                             << "no plugin at /nonexistent/libqvx.so";
+    QTest::newRow("not a library") << QVX_SOURCE_DIR "/scenarios/default"
+                                   << "cannot load";
+    QTest::newRow("another interface") << QVX_NOTASERVICE_PATH << "is not a CanServiceBase";
+}
+
+void tst_EndToEnd::pluginsThatAreRefused()
+{
+    QFETCH(QString, plugin);
+    QFETCH(QString, message);
+    Tool host(QVX_CANHOST_PATH);
+    host.start({"--plugin", plugin, "--exit-on-eof"});
+    QCOMPARE(host.exitCode(), 2);
+    QVERIFY2(host.err().contains(message), qPrintable(host.err()));
+    QCOMPARE(host.out(), QString());
+}
+
+// The demo's drive, recorded by canhost, then replayed from the capture to a fresh canhost:
+// the second run shows the same events as the first.
+void tst_EndToEnd::defaultDriveRecordedAndReplayed()
+{
+    const QString capture = mDir->filePath("capture");
+    QList<QJsonObject> first;
+    {
+        Tool sim(QVX_ADAPTERSIM_PATH), host(QVX_CANHOST_PATH);
+        startPair(sim, host, {"--quiet", QVX_SOURCE_DIR "/scenarios/default"},
+                  {"--record", capture});
+        // A key once the drive's second climate frame is in: the answer is in the capture too.
+        QTRY_COMPARE_WITH_TIMEOUT(host.events("climate").size(), 2, Slow);
+        host.send("key ac");
+        QCOMPARE(sim.exitCode(), 0);
+        QVERIFY2(sim.out().contains("expectations: 4 met, 0 failed"), qPrintable(sim.out()));
+        QVERIFY(!sim.out().contains("not acknowledged"));
+        host.send("quit");
+        QCOMPARE(host.exitCode(), 0);
+        for (const QJsonObject &e : host.events()) {
+            const QString name = e.value("event").toString();
+            if (name != "plugin" && name != "port" && name != "command")
+                first << timeless(e);
+        }
+    }
+
+    const auto has = [&](const QString &event, const QJsonObject &fields) {
+        for (const QJsonObject &e : first) {
+            if (e.value("event").toString() != event)
+                continue;
+            bool all = true;
+            for (auto it = fields.begin(); it != fields.end(); ++it)
+                all = all && e.value(it.key()) == it.value();
+            if (all)
+                return true;
+        }
+        return false;
+    };
+    QVERIFY(has("link", {{"status", 3}}));
+    QVERIFY(has("version", {{"version", "V1.02"}}));
+    QVERIFY(has("rotate", {{"rotate", 750}}));
+    QVERIFY(has("rotate", {{"rotate", 900}}));
+    QVERIFY(has("coolant", {{"temperature", 90}}));
+    QVERIFY(has("doors", {{"status", 0x40}, {"leftFront", true}}));
+    QVERIFY(has("doors", {{"status", 0}}));
+    QVERIFY(
+        has("climate", {{"ac", true}, {"auto", true}, {"dual", false}, {"fan", 3}, {"mode", 1}}));
+    QVERIFY(has("climate", {{"dual", true}, {"frontDefrost", true}, {"leftHeat", 2}}));
+    QVERIFY(has("climate", {{"dual", true}, {"ac", false}})); // the key's answer
+    QVERIFY(has("tyres", {{"fl", 230}, {"rl", 230}, {"unit", "kPa"}}));
+    QVERIFY(has("tyres", {{"rl", 180}}));
+    QVERIFY(has("tyreAlert", {{"alert", 1}, {"rl", 1}, {"fl", 0}}));
+    QVERIFY(has("battery", {{"alert", 1}}));
+    QVERIFY(has("battery", {{"alert", 0}}));
+    QVERIFY(has("radar", {{"rear", QJsonArray{7, 6, 6, 7}}}));
+    QVERIFY(
+        has("radar", {{"rear", QJsonArray{1, 1, 1, 1}}, {"front", QJsonArray{5, 255, 255, 5}}}));
+    QVERIFY(has("radar", {{"rear", QJsonArray{255, 255, 255, 255}}}));
+    QVERIFY(has("key", {{"code", 3}, {"source", "wheel"}, {"name", "short"}}));
+    QVERIFY(has("key", {{"code", 0x15}, {"source", "panel"}, {"name", "long"}}));
+    QVERIFY(has("key", {{"code", 0x15}, {"source", "panel"}, {"name", "release"}}));
+    QVERIFY(has("info", {{"items", QJsonArray{"Fuel low", "75%", "", "", "", "", "", "", ""}}}));
+    QVERIFY(
+        has("fuel", {{"items", QJsonArray{"9.5l/100km", "", "", "8.0l/100km", "7.0l/100km", ""}}}));
+    QVERIFY(
+        has("driving", {{"items", QJsonArray{"1234.5km", "60.0km/h", "1.5h", "", "1234.5km/h", "",
+                                             "", "", "", "", "", "", "", "", "", "", "", ""}}}));
+    // The frame cut off on purpose and the unknown command decode to nothing.
+    QCOMPARE(std::count_if(first.begin(), first.end(),
+                           [](const QJsonObject &e) { return e.value("event") == "doors"; }),
+             2);
+
+    Tool replay(QVX_ADAPTERSIM_PATH), host(QVX_CANHOST_PATH);
+    startPair(replay, host, {"--replay", capture});
+    QCOMPARE(replay.exitCode(), 0);
+    QVERIFY(replay.out().contains("-> version \"V1.02\""));
+    QTRY_COMPARE_WITH_TIMEOUT(host.events().size(), first.size() + 2, Slow);
+    host.send("quit");
+    QCOMPARE(host.exitCode(), 0);
+    QList<QJsonObject> second;
+    for (const QJsonObject &e : host.events().mid(2))
+        second << timeless(e);
+    QCOMPARE(second, first);
+}
+
+QTEST_GUILESS_MAIN(tst_EndToEnd)
+#include "tst_endtoend.moc"
