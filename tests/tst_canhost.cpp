@@ -63,8 +63,7 @@ void tst_CanHost::commands_data()
     QTest::newRow("source alone") << "source 1" << HostCommand::Source << 1 << 0 << "" << none;
     QTest::newRow("request") << "request 0x31 0" << HostCommand::Request << 0x31 << 0 << "" << none;
     QTest::newRow("model") << "model 94" << HostCommand::Model << 94 << 0 << "" << none;
-    QTest::newRow("model index") << "model-index 0x105" << HostCommand::ModelIndex << 0x105 << 0
-                                 << "" << none;
+    QTest::newRow("model in hex") << "model 0x3c" << HostCommand::Model << 60 << 0 << "" << none;
     QTest::newRow("state") << "state" << HostCommand::State << 0 << 0 << "" << none;
     QTest::newRow("help") << "help" << HostCommand::Help << 0 << 0 << "" << none;
     QTest::newRow("quit") << "quit" << HostCommand::Quit << 0 << 0 << "" << none;

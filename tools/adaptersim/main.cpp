@@ -42,7 +42,7 @@ int run(QCoreApplication &app, QTextStream &out, QTextStream &err)
     const QCommandLineOption noWait("no-wait",
                                     "Start at once instead of when the head unit first speaks.");
     const QCommandLineOption quiet("quiet", "Do not print what the adapter writes.");
-    const QCommandLineOption linger("linger", "Keep answering after the end until stopped.");
+    const QCommandLineOption linger("linger", "After the summary, keep answering until stopped.");
     const QCommandLineOption settle(
         "settle", "Seconds left for answers after the last write (default 0.5).", "seconds", "0.5");
     const QCommandLineOption fanScale("fan-scale", "Fan codes run 0..18 (18, default) or 0..7 (7).",

@@ -22,6 +22,7 @@
 #include <QTextStream>
 #include <QTimer>
 
+#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <memory>
@@ -245,7 +246,6 @@ int CanHost::run(QCoreApplication &app)
 
     mWait.setSingleShot(true);
     connect(&mWait, &QTimer::timeout, this, &CanHost::runCommands);
-    fcntl(STDIN_FILENO, F_SETFL, fcntl(STDIN_FILENO, F_GETFL) | O_NONBLOCK);
     mInput = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
     connect(mInput, &QSocketNotifier::activated, this, &CanHost::readInput);
     if (seconds > 0)
@@ -273,22 +273,19 @@ bool CanHost::setDriver(bool leftHand)
     return settings.status() == QSettings::NoError;
 }
 
+// One read per notification, so standard input stays blocking: it may be a terminal that
+// the shell shares.
 void CanHost::readInput()
 {
     char buffer[4096];
-    for (;;) {
-        const ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
-        if (n > 0) {
-            mInputBuffer.append(buffer, int(n));
-            continue;
-        }
-        if (n == 0) {
-            mInputEnded = true;
-            mInput->setEnabled(false);
-            if (!mInputBuffer.isEmpty())
-                mInputBuffer.append('\n');
-        }
-        break; // n < 0: nothing more for now
+    const ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
+    if (n > 0) {
+        mInputBuffer.append(buffer, int(n));
+    } else if (n == 0 || (errno != EINTR && errno != EAGAIN)) {
+        mInputEnded = true;
+        mInput->setEnabled(false);
+        if (!mInputBuffer.isEmpty())
+            mInputBuffer.append('\n');
     }
     int at;
     while ((at = mInputBuffer.indexOf('\n')) >= 0) {
@@ -358,11 +355,6 @@ void CanHost::execute(const tools::HostCommand &c)
         CanBusManager::instance()->setCarModelId(c.a);
         mPrinter->note(QStringLiteral("command"), {{"command", "model"}, {"id", c.a}},
                        QStringLiteral("vehicle model id %1").arg(c.a));
-        break;
-    case HostCommand::ModelIndex:
-        CanBusManager::instance()->setQvxCarModelIndex(c.a);
-        mPrinter->note(QStringLiteral("command"), {{"command", "model-index"}, {"index", c.a}},
-                       QStringLiteral("vehicle model index %1").arg(c.a));
         break;
     case HostCommand::Driver:
         if (setDriver(c.leftHand)) {

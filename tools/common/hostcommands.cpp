@@ -35,7 +35,6 @@ QString hostCommandHelp()
         "                              audio source, e.g. source 0 FM1 87.50; source 1\n"
         "  request <a> <b>             request frame with two bytes (0x.. for hexadecimal)\n"
         "  model <id>                  vehicle model id\n"
-        "  model-index <n>             vehicle model index (sent by the next start)\n"
         "  driver left|right           driver position (left-hand or right-hand drive)\n"
         "  state                       print the whole state\n"
         "  wait <seconds>              hold the following commands back\n"
@@ -118,10 +117,9 @@ bool parseHostCommand(const QString &line, HostCommand *command, QString *error)
         }
         return true;
     }
-    if (verb == QLatin1String("model") || verb == QLatin1String("model-index")) {
-        command->kind =
-            verb == QLatin1String("model") ? HostCommand::Model : HostCommand::ModelIndex;
-        if (!wantArgs(1, 1, verb == QLatin1String("model") ? "model <id>" : "model-index <n>"))
+    if (verb == QLatin1String("model")) {
+        command->kind = HostCommand::Model;
+        if (!wantArgs(1, 1, "model <id>"))
             return false;
         if (!parseInt(args.first().text, &command->a)) {
             *error = QStringLiteral("'%1' is not a number").arg(args.first().text);

@@ -9,9 +9,9 @@ namespace tools {
 
 struct HostCommand
 {
-    enum Kind { None, Help, Key, Source, Request, Model, ModelIndex, Driver, State, Wait, Quit };
+    enum Kind { None, Help, Key, Source, Request, Model, Driver, State, Wait, Quit };
     Kind kind = None;
-    int a = 0;            // key, source type, first request byte, model id or index
+    int a = 0;            // key, source type, first request byte, model id
     int b = 0;            // key value, second request byte
     bool leftHand = true; // driver
     double seconds = 0;   // wait
