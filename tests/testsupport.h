@@ -43,6 +43,16 @@ public:
         }
         return out;
     }
+    // The message items of the debug lines that `function` wrote.
+    static QStringList debugOf(const QString &function)
+    {
+        QStringList out;
+        for (const auto &line : sLines) {
+            if (line.second.startsWith(QLatin1String("[DBG]")) && line.second.contains(function))
+                out << line.second.mid(line.second.indexOf(QLatin1String(" -- ")) + 4);
+        }
+        return out;
+    }
     // Critical lines whose function signature names `function`.
     int criticalCount(const QString &function = QString()) const
     {

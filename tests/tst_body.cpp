@@ -16,16 +16,6 @@ QByteArray bodyStatus(int doors, int flags = 0, int length = 10)
     return data;
 }
 
-// The message items of the debug lines one function wrote.
-QStringList debugOf(const QString &function)
-{
-    QStringList out;
-    for (const auto &line : LogCapture::lines()) {
-        if (line.second.startsWith(QLatin1String("[DBG]")) && line.second.contains(function))
-            out << line.second.mid(line.second.indexOf(QLatin1String(" -- ")) + 4);
-    }
-    return out;
-}
 } // namespace
 
 class tst_Body : public QObject
@@ -100,8 +90,8 @@ void tst_Body::doors()
         QString::number(s->isLeftFrontDoorOpen()) + QString::number(s->isRightFrontDoorOpen());
     QCOMPARE(got, open);
     const QString shown = position ? "true" : "false";
-    QCOMPARE(debugOf("isLeftFrontDoorOpen"), QStringList{shown});
-    QCOMPARE(debugOf("isRightFrontDoorOpen"), QStringList{shown});
+    QCOMPARE(LogCapture::debugOf("isLeftFrontDoorOpen"), QStringList{shown});
+    QCOMPARE(LogCapture::debugOf("isRightFrontDoorOpen"), QStringList{shown});
 }
 
 void tst_Body::doorChangedOnlyOnChange()
@@ -156,7 +146,7 @@ void tst_Body::batteryAlert()
 
     h.feedFrame(0x12, bodyStatus(0, 0x00));
     QCOMPARE(alert.count(), 0);
-    QCOMPARE(debugOf("doBatteryVoltage"), QStringList{"0 0"});
+    QCOMPARE(LogCapture::debugOf("doBatteryVoltage"), QStringList{"0 0"});
 
     h.feedFrame(0x12, bodyStatus(0, 0x40));
     QCOMPARE(h.service->getBatteryVoltageAlertType(), 1);
@@ -171,7 +161,8 @@ void tst_Body::batteryAlert()
     h.feedFrame(0x12, bodyStatus(0, 0xFF));
     QCOMPARE(h.service->getBatteryVoltageAlertType(), 1);
     QCOMPARE(alert.count(), 3);
-    QCOMPARE(debugOf("doBatteryVoltage"), (QStringList{"0 0", "1 0", "1 1", "0 1", "1 0"}));
+    QCOMPARE(LogCapture::debugOf("doBatteryVoltage"),
+             (QStringList{"0 0", "1 0", "1 1", "0 1", "1 0"}));
     QCOMPARE(h.service->getBatteryVoltageValue(), -2.0f);
 }
 

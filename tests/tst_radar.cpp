@@ -25,15 +25,6 @@ QVector<int> sides(canservice::SimpleService *s)
             s->getRightRadarMiddleRearDistance(), s->getRightRadarRearDistance()};
 }
 
-QStringList debugOf(const QString &function)
-{
-    QStringList out;
-    for (const auto &line : LogCapture::lines()) {
-        if (line.second.startsWith(QLatin1String("[DBG]")) && line.second.contains(function))
-            out << line.second.mid(line.second.indexOf(QLatin1String(" -- ")) + 4);
-    }
-    return out;
-}
 } // namespace
 
 class tst_Radar : public QObject
@@ -88,7 +79,7 @@ void tst_Radar::slotLayout()
     QCOMPARE(frontAndRear(h.service.get()), (QVector<int>{5, 6, 7, 8, 1, 2, 3, 4}));
     QCOMPARE(sides(h.service.get()), QVector<int>(8, 255));
     // The copy's slot 4 before and after the rear sensors, then its slot 0.
-    QCOMPARE(debugOf("doRadar"),
+    QCOMPARE(LogCapture::debugOf("doRadar"),
              (QStringList{"\"012746658aa3c2e1ffffffff\"", "255 19", "0 19", "4 19"}));
 }
 

@@ -27,15 +27,6 @@ QVector<float> pressuresOf(canservice::SimpleService *s)
             s->getTirePressureValueRR()};
 }
 
-QStringList debugOf(const QString &function)
-{
-    QStringList out;
-    for (const auto &line : LogCapture::lines()) {
-        if (line.second.startsWith(QLatin1String("[DBG]")) && line.second.contains(function))
-            out << line.second.mid(line.second.indexOf(QLatin1String(" -- ")) + 4);
-    }
-    return out;
-}
 } // namespace
 
 class tst_Tyres : public QObject
@@ -88,7 +79,7 @@ void tst_Tyres::alertFlags()
     QCOMPARE(statusesOf(h.service.get()), expected);
     QCOMPARE(h.service->getTireAlertType(), alertType);
     QCOMPARE(alert.count(), anyAlert ? 1 : 0);
-    QCOMPARE(debugOf("doTireAlert").size(), reported);
+    QCOMPARE(LogCapture::debugOf("doTireAlert").size(), reported);
 
     h.feedFrame(0x68, tyres(Valid, flags));
     QCOMPARE(alert.count(), anyAlert ? 1 : 0);
@@ -141,7 +132,7 @@ void tst_Tyres::pressures()
     h.feedFrame(0x68, tyres(Valid, QByteArray(4, 0), values));
     QCOMPARE(data.count(), 1);
     QCOMPARE(pressuresOf(h.service.get()), (QVector<float>{220.0f, 256.0f, 4863.0f, 65535.0f}));
-    QCOMPARE(debugOf("doTireData"), (QStringList{"220", "256", "4863", "65535"}));
+    QCOMPARE(LogCapture::debugOf("doTireData"), (QStringList{"220", "256", "4863", "65535"}));
     h.feedFrame(0x68, tyres(Valid, QByteArray(4, 0), values));
     QCOMPARE(data.count(), 1);
 
