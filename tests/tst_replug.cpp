@@ -41,12 +41,15 @@ public:
         return symlink(ptsname(mMaster), fresh.constData()) == 0 &&
                rename(fresh.constData(), mLink.toLocal8Bit().constData()) == 0;
     }
-    // The terminal goes with its master end; the link is left dangling, like a stale path.
+    // The terminal goes with its master end, and its name with it, as a device node's does. A
+    // link left behind would name a /dev/pts number that any other process's new terminal
+    // may take, and the port would reopen that one.
     void unplug()
     {
         if (mMaster >= 0)
             ::close(mMaster);
         mMaster = -1;
+        ::unlink(mLink.toLocal8Bit().constData());
     }
     void write(const QByteArray &bytes)
     {
@@ -188,9 +191,7 @@ struct Tool
 {
     explicit Tool(const QString &name)
         : program(QStringLiteral(QVX_BINARY_DIR "/tools/%1/%1").arg(name))
-    {
-        process.setProgram(program);
-    }
+    {}
     ~Tool()
     {
         if (process.state() != QProcess::NotRunning) {
@@ -198,9 +199,14 @@ struct Tool
             process.waitForFinished();
         }
     }
+    // Through $QVX_TEST_EMULATOR when set: a cross-built tool cannot run here on its own.
     bool start(const QStringList &args)
     {
-        process.setArguments(args);
+        QStringList command =
+            qEnvironmentVariable("QVX_TEST_EMULATOR").split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        command << program << args;
+        process.setProgram(command.takeFirst());
+        process.setArguments(command);
         process.start();
         return process.waitForStarted();
     }
