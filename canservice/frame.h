@@ -30,17 +30,19 @@ inline quint8 checksum(const QByteArray &body)
 // A whole frame for cmd with data (at most 255 bytes).
 inline QByteArray build(quint8 cmd, const QByteArray &data)
 {
-    QByteArray body;
-    body.reserve(data.size() + 2);
-    body.append(char(data.size()));
-    body.append(char(cmd));
-    body.append(data);
-    body.append(char(checksum(body)));
-    QByteArray out;
-    out.reserve(body.size() + 2);
-    out.append(char(Header1));
-    out.append(char(Header2));
-    out.append(body);
+    // One allocation: every received frame is answered through here.
+    QByteArray out(data.size() + Overhead, Qt::Uninitialized);
+    char *p = out.data();
+    p[0] = char(Header1);
+    p[1] = char(Header2);
+    p[2] = char(data.size());
+    p[3] = char(cmd);
+    quint8 sum = quint8(data.size() + cmd);
+    for (int i = 0; i < data.size(); ++i) {
+        p[4 + i] = data.at(i);
+        sum = quint8(sum + quint8(data.at(i)));
+    }
+    p[4 + data.size()] = char(quint8(sum - 1));
     return out;
 }
 
