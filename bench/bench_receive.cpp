@@ -395,6 +395,7 @@ struct Result
     double ns = 1e300;      // best of the runs, per received byte
     double floorNs = 1e300; // same, for the floor
     bool hasFloor = false;
+    size_t lines = 0; // log lines the plugin writes per pass over the input
     long rssBefore = 0;
     long rssAfter = 0;
 };
@@ -440,6 +441,13 @@ public:
         qInstallMessageHandler(nullptr);
         gCaptured = nullptr;
         QObject::disconnect(tap);
+        int critical = 0;
+        for (const quint32 line : lines)
+            critical += QtMsgType(line & 7) == QtCriticalMsg;
+        // Only the NAK'd frames should be reported: more means a decoder rejects the input.
+        if (critical != mInput.bad)
+            fprintf(gErr, "bench_receive: note: %d critical lines for %d bad frames at chunk %d\n",
+                    critical, mInput.bad, chunk);
         if (acks != mInput.good || naks != mInput.bad) {
             error = QStringLiteral("chunk %1: %2 ACK and %3 NAK frames for %4 good and %5 bad")
                         .arg(chunk)
@@ -456,6 +464,7 @@ public:
     {
         Result r{setup, chunk};
         r.hasFloor = setup != DebugOff;
+        r.lines = lines.size();
         const Floor floor(lines);
         applySetup(setup);
         const char *data = mInput.bytes.constData();
@@ -699,7 +708,14 @@ void printTable(const Options &options, const Input &in, const std::vector<Resul
                           .arg(r.rssAfter - r.rssBefore),
                       24);
     }
-    t += QStringLiteral("whole run: resident memory %1 kB -> %2 kB\n").arg(rssStart).arg(rssEnd);
+    t += QStringLiteral("log lines the plugin writes per pass (debug on):");
+    int lastChunk = 0;
+    for (const Result &r : results) {
+        if (r.chunk != lastChunk)
+            t += QStringLiteral(" chunk %1: %2;").arg(r.chunk).arg(r.lines);
+        lastChunk = r.chunk;
+    }
+    t += QStringLiteral("\nwhole run: resident memory %1 kB -> %2 kB\n").arg(rssStart).arg(rssEnd);
     if (!counts.empty() || !callgrindNote.isEmpty()) {
         t += QStringLiteral("\ncallgrind, debug-off, instructions per received byte:");
         for (const CallgrindResult &c : counts)
@@ -751,6 +767,7 @@ void printJson(const Options &options, const Input &in, const std::vector<Result
             {"ratio",
              r.hasFloor ? QJsonValue(std::round(r.ns / r.floorNs * 1000) / 1000) : QJsonValue()},
             {"frames_per_second", qRound64(in.frames() / seconds)},
+            {"log_lines", qint64(r.lines)},
             {"rss_before_kb", qint64(r.rssBefore)},
             {"rss_after_kb", qint64(r.rssAfter)},
             {"rss_growth_kb", qint64(r.rssAfter - r.rssBefore)},
