@@ -901,7 +901,6 @@ int main(int argc, char **argv)
     QPluginLoader loader(path);
     if (!loader.load())
         return usage(QStringLiteral("cannot load %1: %2").arg(path, loader.errorString()));
-    canservice::ConfigManager::instance()->setPluginFullPath(path);
     auto *service = qobject_cast<CanServiceBase *>(loader.instance());
     canservice::SerialPort *port = canservice::SerialPort::latest();
     if (!service || !port)

@@ -25,7 +25,7 @@ void SimpleService::sendFrame(unsigned char cmd, const QByteArray &data, bool fl
 
 QString SimpleService::toString(unsigned char byte)
 {
-    return QString::asprintf("%02x", byte);
+    return QString::number(byte, 16).rightJustified(2, QLatin1Char('0'));
 }
 
 QString SimpleService::toString(QByteArray &bytes)

@@ -2,10 +2,12 @@
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QSerialPort>
 #include <QTimer>
 #include <QtDebug>
 
+#include <link.h>
 #include <poll.h>
 
 #include <memory>
@@ -88,7 +90,7 @@ SerialPort *SerialPort::latest()
     return sLatest;
 }
 
-bool SerialPort::open(const QString &portName, int baudRate)
+bool SerialPort::open(QString portName, int baudRate)
 {
     mPortName = portName;
     if (mPortName.isEmpty())
@@ -109,12 +111,14 @@ bool SerialPort::open(const QString &portName, int baudRate)
     mPort->setParity(QSerialPort::NoParity);
     mPort->setStopBits(QSerialPort::OneStop);
     mPort->setFlowControl(QSerialPort::NoFlowControl);
+    mKeepOpen = true;
     if (!mPort->open(QIODevice::ReadWrite)) {
+        // Whoever starts first on a bench, the adapter's device may appear later.
         qWarning().noquote() << "serial port: cannot open" << mPortName << "-"
-                             << mPort->errorString();
+                             << mPort->errorString() + "; looking for it every second";
+        mReopenTimer->start();
         return false;
     }
-    mKeepOpen = true;
     return true;
 }
 
@@ -203,12 +207,16 @@ ConfigManager *ConfigManager::instance()
 
 QString ConfigManager::getPluginFullPath()
 {
-    return mPluginFullPath;
-}
-
-void ConfigManager::setPluginFullPath(const QString &path)
-{
-    mPluginFullPath = path;
+    QString path;
+    dl_iterate_phdr(
+        [](dl_phdr_info *info, size_t, void *data) {
+            const QString name = QFile::decodeName(info->dlpi_name);
+            if (QFileInfo(name).fileName().startsWith(QLatin1String("libqvx_")))
+                *static_cast<QString *>(data) = QFileInfo(name).absoluteFilePath();
+            return 0;
+        },
+        &path);
+    return path;
 }
 
 } // namespace canservice

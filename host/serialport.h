@@ -17,8 +17,10 @@ public:
     explicit SerialPort(QObject *parent = nullptr);
     ~SerialPort() override;
 
-    // A null or empty name takes $CANSERVICE_SERIAL_PORT, else /dev/ttyUSB0.
-    bool open(const QString &portName, int baudRate);
+    // A null or empty name takes $CANSERVICE_SERIAL_PORT, else /dev/ttyUSB0. A device that is
+    // not there yet is looked for every second, as after an unplug. The name is taken by value,
+    // as the head unit's class does: the plugin imports exactly this symbol.
+    bool open(QString portName, int baudRate);
     void close();
     // flag true: push the bytes to the device now (link frames the adapter waits for);
     // false: leave them to the event loop like any other write.
@@ -60,11 +62,9 @@ class ConfigManager
 {
 public:
     static ConfigManager *instance();
-    QString getPluginFullPath(); // absolute path of the loaded plugin file
-    void setPluginFullPath(const QString &path);
-
-private:
-    QString mPluginFullPath;
+    // Absolute path of the loaded plugin file (the last library named libqvx_* that this
+    // process has loaded), found by itself as the head unit's does.
+    QString getPluginFullPath();
 };
 
 } // namespace canservice
@@ -97,7 +97,7 @@ namespace mem {
 class SettingsExe
 {
 public:
-    bool getValue(const QString &key, const QString &file, bool defaultValue);
+    bool getValue(QString key, QString file, bool defaultValue); // by value, as on the head unit
 };
 
 class SettingsUtil

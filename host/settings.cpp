@@ -7,7 +7,7 @@
 namespace mem {
 
 // Read afresh at every call, so an edited file takes effect at the next query.
-bool SettingsExe::getValue(const QString &key, const QString &file, bool defaultValue)
+bool SettingsExe::getValue(QString key, QString file, bool defaultValue)
 {
     QString path = file;
     const QString root = qEnvironmentVariable("CANSERVICE_NVM_ROOT");

@@ -3,12 +3,58 @@
 
 #include "debugtools.h"
 
+#include <QFileInfo>
+#include <QLibrary>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <dlfcn.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+
+// Stands in for the C library's, so that a test can make it fail.
+static bool sFailBacktraceSymbols = false;
+extern "C" char **backtrace_symbols(void *const *frames, int count)
+{
+    if (sFailBacktraceSymbols) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    using Real = char **(*)(void *const *, int);
+    static const Real real = Real(dlsym(RTLD_NEXT, "backtrace_symbols"));
+    return real(frames, count);
+}
+
 namespace {
+
+// Runs printTrace in a child and returns its exit status and standard output.
+QPair<int, QByteArray> traceInChild(bool failSymbols)
+{
+    int out[2];
+    if (pipe(out) != 0)
+        return {-1, {}};
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(out[1], STDOUT_FILENO);
+        dup2(out[1], STDERR_FILENO);
+        setvbuf(stdout, nullptr, _IONBF, 0); // the order of the calls, not of the buffers
+        sFailBacktraceSymbols = failSymbols;
+        util::printTrace();
+        fflush(stdout);
+        _exit(0);
+    }
+    close(out[1]);
+    QByteArray text;
+    char buffer[4096];
+    for (ssize_t n; (n = read(out[0], buffer, sizeof buffer)) > 0;)
+        text.append(buffer, int(n));
+    close(out[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
+}
 
 struct Seen
 {
@@ -56,6 +102,8 @@ private slots:
     void disabledDebugStillLeavesCriticalLines();
     void driverPosition();
     void monotonicClock();
+    void traceHeaderFirst_data();
+    void traceHeaderFirst();
 };
 
 void tst_Log::lineFormat_data()
@@ -112,16 +160,18 @@ void tst_Log::criticalWithoutMessage()
 
 void tst_Log::valuesInQtsDefaultForm()
 {
-    canservice::ConfigManager::instance()->setPluginFullPath("/opt/plugins/libqvx_LSN305.so.1");
+    // Any host that loads the plugin gets its path in the line, as on a head unit.
+    QLibrary plugin(QStringLiteral(QVX_PLUGIN_PATH));
+    QVERIFY2(plugin.load(), qPrintable(plugin.errorString()));
+    const QString path = QFileInfo(QStringLiteral(QVX_PLUGIN_PATH)).absoluteFilePath();
     CanBusManager::instance()->setQvxCarModelIndex(0x123);
     ServiceHarness h;
     h.service->start();
     h.feedHex("5aa501");
-    QVERIFY(find(R"(-- curr canbus --  "/opt/plugins/libqvx_LSN305.so.1")"));
+    QVERIFY(find(QStringLiteral("-- curr canbus --  \"%1\"").arg(path)));
     QVERIFY(find(R"(-- "5aa501")")); // the chunk, QByteArray::toHex in quotes
     QVERIFY(find(" -- 291 35"));     // the model index and its low byte, as numbers
     QCOMPARE(seen.last().message.section(" -- ", 1), QStringLiteral("2")); // state per byte
-    canservice::ConfigManager::instance()->setPluginFullPath(QString());
     CanBusManager::instance()->setQvxCarModelIndex(0);
 }
 
@@ -162,6 +212,29 @@ void tst_Log::monotonicClock()
     QTest::qWait(20);
     const int32_t b = util::monotonicMs();
     QVERIFY(int32_t(uint32_t(b) - uint32_t(a)) >= 15);
+}
+
+
+void tst_Log::traceHeaderFirst_data()
+{
+    QTest::addColumn<bool>("failSymbols");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("last");
+    QTest::newRow("symbols") << false << 0 << QByteArray(" ********* print_trace end *********");
+    QTest::newRow("no symbols") << true << 1 << QByteArray("backtrace_symbols: Cannot allocate memory");
+}
+
+void tst_Log::traceHeaderFirst()
+{
+    QFETCH(bool, failSymbols);
+    QFETCH(int, status);
+    QFETCH(QByteArray, last);
+    const auto [exitStatus, text] = traceInChild(failSymbols);
+    QCOMPARE(exitStatus, status);
+    QList<QByteArray> lines = text.split('\n');
+    lines.removeAll(QByteArray());
+    QCOMPARE(lines.first(), QByteArray(" ********* print_trace *********"));
+    QCOMPARE(lines.last(), last);
 }
 
 QTEST_GUILESS_MAIN(tst_Log)

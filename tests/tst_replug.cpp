@@ -85,10 +85,34 @@ class tst_Replug : public QObject
     Q_OBJECT
 private slots:
     void portComesBackAtTheSamePath();
+    void portAppearsAfterOpen();
     void closedPortStaysClosed();
     void serviceAnswersAfterReplug();
     void canhostAcrossSimulatorRestart();
 };
+
+// The host started before the adapter's device exists looks for it as after an unplug.
+void tst_Replug::portAppearsAfterOpen()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("adapter"));
+    Adapter adapter(path);
+    LogCapture log;
+    canservice::SerialPort port;
+    QVERIFY(!port.open(path, 38400));
+    QCOMPARE(lines().size(), 1);
+    QVERIFY2(lines()[0].contains(path) && lines()[0].contains("looking for it every second"),
+             qPrintable(lines()[0]));
+
+    QVERIFY(adapter.plug());
+    QTRY_VERIFY_WITH_TIMEOUT(port.isOpen(), 2500);
+    QCOMPARE(lines().size(), 2);
+    QVERIFY2(lines()[1].contains(path) && lines()[1].contains("is back"), qPrintable(lines()[1]));
+    QSignalSpy read(&port, &canservice::SerialPort::read);
+    adapter.write("hello");
+    QTRY_COMPARE(read.count(), 1);
+    port.close();
+}
 
 void tst_Replug::portComesBackAtTheSamePath()
 {

@@ -9,6 +9,7 @@ namespace util {
 
 void printTrace()
 {
+    puts("\n ********* print_trace *********");
     void *frames[100];
     const int count = backtrace(frames, 100);
     char **symbols = backtrace_symbols(frames, count);
@@ -16,7 +17,6 @@ void printTrace()
         perror("backtrace_symbols");
         exit(1);
     }
-    puts("\n ********* print_trace *********");
     for (int i = 0; i < count; ++i)
         puts(symbols[i]);
     puts(" ********* print_trace end *********\n\n");

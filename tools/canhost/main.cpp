@@ -215,7 +215,6 @@ int CanHost::run(QCoreApplication &app)
     const QJsonObject meta = mLoader.metaData();
     if (!mLoader.load())
         return usage(QStringLiteral("cannot load %1: %2").arg(path, mLoader.errorString()));
-    canservice::ConfigManager::instance()->setPluginFullPath(path);
     mInstance = mLoader.instance();
     if (!mInstance)
         return usage(
