@@ -52,8 +52,9 @@ void SimpleService::handleKey(int code, int action, bool fromSwc)
     } else if (action == Release && mKeyPressed) {
         const bool longPress = !mLongPressTimer.isActive();
         mLongPressTimer.stop();
-        mKeyPressed = false;
+        // Let go only after the host has seen the release: a slot that re-enters finds it held.
         emit keyEvent(mKeyCode, longPress ? LongReleased : ShortReleased, mKeyFromSwc);
+        mKeyPressed = false;
     }
 }
 

@@ -43,6 +43,7 @@ private slots:
     void sequences();
     void wrongLength();
     void longPress();
+    void releaseSignalSeesKeyHeld();
 };
 
 void tst_Keys::sequences_data()
@@ -134,6 +135,23 @@ void tst_Keys::longPress()
     h.feed(panel(5, 0));
     QTest::qWait(1600);
     QCOMPARE(events(keys).mid(3), (QStringList{"5 0 panel", "5 1 panel"}));
+}
+
+// The key is let go only after its release is reported: a host slot that feeds a press from
+// inside the release signal still finds it held, and that press is dropped.
+void tst_Keys::releaseSignalSeesKeyHeld()
+{
+    ServiceHarness h;
+    QSignalSpy keys(h.service.get(), &CanServiceBase::keyEvent);
+    QObject::connect(h.service.get(), &CanServiceBase::keyEvent, [&h](int code, int state, bool) {
+        if (code == 5 && state == 1)
+            h.feed(panel(7, 1));
+    });
+    h.feed(panel(5, 1));
+    h.feed(panel(5, 0));
+    QCOMPARE(events(keys), (QStringList{"5 0 panel", "5 1 panel"}));
+    h.feed(panel(8, 1)); // and afterwards it is idle
+    QCOMPARE(events(keys).last(), QStringLiteral("8 0 panel"));
 }
 
 QTEST_GUILESS_MAIN(tst_Keys)
