@@ -1,13 +1,19 @@
 #include "serialport.h"
 
+#include "number.h"
+
+#include <QtDebug>
+
 namespace {
 
-// Decimal or 0x-hex, else 0.
+// Unset: 0. Anything else but a number is refused with a warning, and 0 it is.
 int envInt(const char *name)
 {
-    bool ok = false;
-    const int value = qEnvironmentVariable(name).trimmed().toInt(&ok, 0);
-    return ok ? value : 0;
+    const QString text = qEnvironmentVariable(name);
+    int value = 0;
+    if (!text.isEmpty() && !qvx::parseNumber(text, &value))
+        qWarning().noquote() << qvx::numberError(QString::fromLatin1(name), text) + "; using 0";
+    return value;
 }
 
 } // namespace

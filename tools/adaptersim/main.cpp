@@ -2,6 +2,7 @@
 
 #include "capture.h"
 #include "links.h"
+#include "number.h"
 #include "scenario.h"
 #include "simulator.h"
 #include "textparse.h"
@@ -75,9 +76,8 @@ int run(QCoreApplication &app, QTextStream &out, QTextStream &err)
     options.linger = parser.isSet(linger) || (positional.isEmpty() && !parser.isSet(replay));
     if (!tools::parseSeconds(parser.value(settle), &options.settle))
         return usage(QStringLiteral("--settle takes seconds"));
-    bool ok = false;
-    options.fanScale = parser.value(fanScale).toInt(&ok);
-    if (!ok || (options.fanScale != 7 && options.fanScale != 18))
+    if (!qvx::parseNumber(parser.value(fanScale), &options.fanScale) ||
+        (options.fanScale != 7 && options.fanScale != 18))
         return usage(QStringLiteral("--fan-scale is 7 or 18"));
     double factor = 1;
     if (!tools::parseSeconds(parser.value(speed), &factor) || factor <= 0)

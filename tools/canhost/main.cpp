@@ -5,6 +5,7 @@
 #include "hostcommands.h"
 #include "hostevents.h"
 #include "links.h"
+#include "number.h"
 #include "serialport.h"
 
 #include <QCommandLineParser>
@@ -168,15 +169,13 @@ int CanHost::run(QCoreApplication &app)
     int value = 0;
     bool ok = true;
     if (parser.isSet(modelIndex)) {
-        value = parser.value(modelIndex).toInt(&ok, 0);
-        if (!ok)
-            return usage(QStringLiteral("--model-index takes a number"));
+        if (!qvx::parseNumber(parser.value(modelIndex), &value))
+            return usage(qvx::numberError(QStringLiteral("--model-index"), parser.value(modelIndex)));
         CanBusManager::instance()->setQvxCarModelIndex(value);
     }
     if (parser.isSet(modelId)) {
-        value = parser.value(modelId).toInt(&ok, 0);
-        if (!ok)
-            return usage(QStringLiteral("--model-id takes a number"));
+        if (!qvx::parseNumber(parser.value(modelId), &value))
+            return usage(qvx::numberError(QStringLiteral("--model-id"), parser.value(modelId)));
         CanBusManager::instance()->setCarModelId(value);
     }
     if (parser.isSet(driver)) {

@@ -147,8 +147,7 @@ bool parseLine(const QList<Token> &words, double previous, ScenarioStep *step, Q
     }
     if (action == QLatin1String("chunk")) {
         step->kind = ScenarioStep::Chunk;
-        bool ok = false;
-        step->chunkSize = args.value(0).text.toInt(&ok, 10);
+        const bool ok = parseInt(args.value(0).text, &step->chunkSize);
         if (args.isEmpty() || args.size() > 2 || !ok || step->chunkSize < 0) {
             *error = QStringLiteral("chunk takes a size in bytes (0 for whole writes) and an "
                                     "optional gap in seconds");

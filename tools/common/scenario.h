@@ -27,7 +27,7 @@
 //                                  seconds after this line's time
 //   end                            the scenario lasts until here
 //
-// Sizes and seconds are decimal.
+// Sizes are decimal or 0x-hex (leading zeros are decimal); seconds are decimal.
 
 #include <QByteArray>
 #include <QList>

@@ -4,6 +4,7 @@
 #include "links.h"
 #include "textparse.h"
 
+#include <climits>
 #include <cmath>
 
 namespace tools {
@@ -16,7 +17,9 @@ constexpr int RequestCmd = 0x90;
 
 int msUntil(double seconds, double now)
 {
-    return std::max(0, int(std::ceil((seconds - now) * 1000.0)));
+    // A scenario may name any time; a timer takes at most INT_MAX ms.
+    const double ms = std::ceil((seconds - now) * 1000.0);
+    return ms <= 0 ? 0 : ms >= double(INT_MAX) ? INT_MAX : int(ms);
 }
 } // namespace
 

@@ -1,5 +1,7 @@
 #include "textparse.h"
 
+#include "number.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -113,13 +115,7 @@ bool parseSeconds(const QString &text, double *seconds)
 
 bool parseInt(const QString &text, int *value)
 {
-    bool ok = false;
-    const bool hex = text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
-    const int v = hex ? text.mid(2).toInt(&ok, 16) : text.toInt(&ok, 10);
-    if (!ok)
-        return false;
-    *value = v;
-    return true;
+    return qvx::parseNumber(text, value);
 }
 
 QString hexText(const QByteArray &bytes)
