@@ -205,7 +205,6 @@ void tst_Scenario::badLines_data()
     QTest::newRow("raw without bytes") << "0 raw" << 1 << "raw needs at least one byte";
     QTest::newRow("chunk without size") << "0 chunk" << 1 << "chunk takes a size";
     QTest::newRow("chunk negative") << "0 chunk -2" << 1 << "chunk takes a size";
-    QTest::newRow("chunk hex size") << "0 chunk 0x10" << 1 << "chunk takes a size";
     QTest::newRow("chunk bad gap") << "0 chunk 2 soon" << 1 << "'soon' is not a gap";
     QTest::newRow("expect without seconds") << "0 expect ack body" << 1 << "seconds to wait";
     QTest::newRow("expect without command") << "0 expect 1" << 1 << "needs a head-unit command";
