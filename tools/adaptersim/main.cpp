@@ -42,13 +42,17 @@ int run(QCoreApplication &app, QTextStream &out, QTextStream &err)
                                    "1");
     const QCommandLineOption noWait("no-wait",
                                     "Start at once instead of when the head unit first speaks.");
+    const QCommandLineOption wait("wait",
+                                  "Start after this many seconds when the head unit stays silent "
+                                  "(default 2).",
+                                  "seconds", "2");
     const QCommandLineOption quiet("quiet", "Do not print what the adapter writes.");
     const QCommandLineOption linger("linger", "After the summary, keep answering until stopped.");
     const QCommandLineOption settle(
         "settle", "Seconds left for answers after the last write (default 0.5).", "seconds", "0.5");
     const QCommandLineOption fanScale("fan-scale", "Fan codes run 0..18 (18, default) or 0..7 (7).",
                                       "top", "18");
-    parser.addOptions({pty, port, replay, speed, noWait, quiet, linger, settle, fanScale});
+    parser.addOptions({pty, port, replay, speed, noWait, wait, quiet, linger, settle, fanScale});
     parser.addPositionalArgument("scenario", "Scenario file to play.", "[scenario]");
     if (!parser.parse(app.arguments())) {
         err << "adaptersim: " << parser.errorText() << '\n';
@@ -74,6 +78,8 @@ int run(QCoreApplication &app, QTextStream &out, QTextStream &err)
     options.waitForHost = !parser.isSet(noWait);
     options.quiet = parser.isSet(quiet);
     options.linger = parser.isSet(linger) || (positional.isEmpty() && !parser.isSet(replay));
+    if (!tools::parseSeconds(parser.value(wait), &options.hostSilence))
+        return usage(QStringLiteral("--wait takes seconds, not '%1'").arg(parser.value(wait)));
     if (!tools::parseSeconds(parser.value(settle), &options.settle))
         return usage(QStringLiteral("--settle takes seconds"));
     if (!qvx::parseNumber(parser.value(fanScale), &options.fanScale) ||

@@ -82,6 +82,8 @@ private:
     void readInput();
     void runCommands();
     void execute(const tools::HostCommand &command);
+    // A command that writes to the adapter; marked when the port is closed and nothing went.
+    void noteSent(QJsonObject fields, QString words);
     void quit(int code = 0);
 
     QTextStream &mOut;
@@ -311,6 +313,16 @@ void CanHost::runCommands()
         quit();
 }
 
+void CanHost::noteSent(QJsonObject fields, QString words)
+{
+    const canservice::SerialPort *port = canservice::SerialPort::latest();
+    const bool sent = port && port->isOpen();
+    fields.insert(QStringLiteral("sent"), sent);
+    if (!sent)
+        words += QStringLiteral(" (not sent: port closed)");
+    mPrinter->note(QStringLiteral("command"), fields, words);
+}
+
 void CanHost::execute(const tools::HostCommand &c)
 {
     using tools::HostCommand;
@@ -323,30 +335,26 @@ void CanHost::execute(const tools::HostCommand &c)
         break;
     case HostCommand::Key: {
         const int result = mService->sendAcKey(c.a, c.b);
-        mPrinter->note(
-            QStringLiteral("command"),
-            {{"command", "key"}, {"key", c.a}, {"value", c.b}, {"result", result}},
-            QStringLiteral("climate key %1 value %2 (result %3)").arg(c.a).arg(c.b).arg(result));
+        noteSent({{"command", "key"}, {"key", c.a}, {"value", c.b}, {"result", result}},
+                 QStringLiteral("climate key %1 value %2 (result %3)").arg(c.a).arg(c.b).arg(result));
         break;
     }
     case HostCommand::Source:
         mService->onRadioSourceInformation(c.name, c.info, c.a);
-        mPrinter->note(QStringLiteral("command"),
-                       {{"command", "source"},
-                        {"type", c.a},
-                        {"name", c.name},
-                        {"info", QJsonArray::fromStringList(c.info)}},
-                       QStringLiteral("source type %1, name \"%2\", texts \"%3\"")
-                           .arg(c.a)
-                           .arg(c.name, c.info.join(QStringLiteral("\", \""))));
+        noteSent({{"command", "source"},
+                  {"type", c.a},
+                  {"name", c.name},
+                  {"info", QJsonArray::fromStringList(c.info)}},
+                 QStringLiteral("source type %1, name \"%2\", texts \"%3\"")
+                     .arg(c.a)
+                     .arg(c.name, c.info.join(QStringLiteral("\", \""))));
         break;
     case HostCommand::Request: {
         const int result = mService->request(c.a, c.b);
-        mPrinter->note(QStringLiteral("command"),
-                       {{"command", "request"}, {"a", c.a}, {"b", c.b}, {"result", result}},
-                       QStringLiteral("request 0x%1 0x%2")
-                           .arg(c.a, 2, 16, QLatin1Char('0'))
-                           .arg(c.b, 2, 16, QLatin1Char('0')));
+        noteSent({{"command", "request"}, {"a", c.a}, {"b", c.b}, {"result", result}},
+                 QStringLiteral("request 0x%1 0x%2")
+                     .arg(c.a, 2, 16, QLatin1Char('0'))
+                     .arg(c.b, 2, 16, QLatin1Char('0')));
         break;
     }
     case HostCommand::Model:

@@ -27,13 +27,19 @@ AdapterSimulator::AdapterSimulator(AdapterLink *link, QTextStream &out, const Op
                                    QObject *parent)
     : QObject(parent), mLink(link), mOut(out), mOptions(options), mClimate(options.fanScale)
 {
-    for (QTimer *timer : {&mStepTimer, &mEndTimer, &mPumpTimer, &mOutParseOut, &mInParseOut}) {
+    for (QTimer *timer :
+         {&mStepTimer, &mSilenceTimer, &mEndTimer, &mPumpTimer, &mOutParseOut, &mInParseOut}) {
         timer->setSingleShot(true);
         timer->setTimerType(Qt::PreciseTimer);
     }
     mOutParseOut.setInterval(ParseOutMs);
     mInParseOut.setInterval(ParseOutMs);
     connect(&mStepTimer, &QTimer::timeout, this, &AdapterSimulator::runDueSteps);
+    connect(&mSilenceTimer, &QTimer::timeout, this, [this] {
+        mOut << "adaptersim: the head unit has not spoken for " << mOptions.hostSilence
+             << " s; starting anyway\n";
+        begin();
+    });
     connect(&mPumpTimer, &QTimer::timeout, this, &AdapterSimulator::pump);
     connect(&mEndTimer, &QTimer::timeout, this, &AdapterSimulator::maybeFinish);
     connect(&mOutParseOut, &QTimer::timeout, this, [this] {
@@ -97,8 +103,10 @@ void AdapterSimulator::print(double time, const QString &text)
 void AdapterSimulator::start()
 {
     mOut << "adaptersim: " << mLink->description() << '\n';
-    if (mOptions.waitForHost)
+    if (mOptions.waitForHost) {
         mOut << "adaptersim: waiting for the head unit to speak\n";
+        mSilenceTimer.start(msUntil(mOptions.hostSilence, 0));
+    }
     mOut.flush();
     if (!mOptions.waitForHost)
         begin();
@@ -106,6 +114,7 @@ void AdapterSimulator::start()
 
 void AdapterSimulator::begin()
 {
+    mSilenceTimer.stop();
     mStarted = true;
     mClock.start();
     if (!mName.isEmpty())

@@ -25,7 +25,9 @@ class AdapterSimulator : public QObject
 public:
     struct Options
     {
-        bool waitForHost = true; // the clock starts with the head unit's first bytes
+        bool waitForHost = true; // the clock starts with the head unit's first bytes,
+        double hostSilence = 2;  // or after this many seconds of its silence (a head unit
+                                 // that was already running does not speak again)
         double settle = 0.5;     // seconds left for answers after the last write
         bool quiet = false;      // do not print what the adapter writes
         bool linger = false;     // after the summary go on answering until stopped
@@ -112,6 +114,7 @@ private:
     bool mStopping = false;
     QElapsedTimer mClock;
     QTimer mStepTimer;
+    QTimer mSilenceTimer;
     QTimer mEndTimer;
 
     int mChunkSize = 0;
