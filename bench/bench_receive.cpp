@@ -5,6 +5,7 @@
 // number of lines of the same lengths through QMessageLogger alone, so the ratio shows what
 // the plugin costs beyond the lines it is obliged to write.
 #include "canservicebase.h"
+#include "protocol.h"
 #include "serialport.h"
 
 #include <QCoreApplication>
@@ -44,6 +45,14 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
+namespace cmd = protocol::cmd;
+namespace body = protocol::body;
+namespace carinfo = protocol::carinfo;
+namespace fuel = protocol::fuel;
+namespace mileage = protocol::mileage;
+namespace panel = protocol::panel;
+namespace tyres = protocol::tyres;
+namespace wheel = protocol::wheel;
 
 // The results go to the descriptors the benchmark was started with; the plugin's own
 // standard output and standard error go to /dev/null, as a quiet host would have them.
@@ -106,27 +115,28 @@ public:
     }
 
     // Weights of a busy minute: radar, climate and body status often, version rarely.
-    QByteArray nextFrame(quint8 &cmd)
+    QByteArray nextFrame(quint8 &id)
     {
         static const struct
         {
             quint8 cmd;
             int weight;
-        } mix[] = {{0x41, 300}, {0x31, 200}, {0x12, 200}, {0x32, 80}, {0x68, 50},
-                   {0x13, 40},  {0x34, 40},  {0x11, 40},  {0x21, 20}, {0xF0, 2}};
+        } mix[] = {{cmd::Radar, 300}, {cmd::Climate, 200}, {cmd::Body, 200}, {cmd::CarInfo, 80},
+                   {cmd::Tyres, 50},  {cmd::Mileage, 40},  {cmd::Fuel, 40},  {cmd::Wheel, 40},
+                   {cmd::Panel, 20},  {cmd::Version, 2}};
         int total = 0;
         for (const auto &m : mix)
             total += m.weight;
         int pick = int(mRng() % quint32(total));
         for (const auto &m : mix) {
             if (pick < m.weight) {
-                cmd = m.cmd;
+                id = m.cmd;
                 return data(m.cmd);
             }
             pick -= m.weight;
         }
-        cmd = 0x41;
-        return data(0x41);
+        id = cmd::Radar;
+        return data(cmd::Radar);
     }
 
     int below(int n) { return int(mRng() % quint32(n)); }
@@ -141,83 +151,85 @@ private:
     QByteArray data(quint8 cmd)
     {
         switch (cmd) {
-        case 0x41: // eight distances drifting while parking, four status bytes
+        case cmd::Radar: // eight distances drifting while parking, four status bytes
             for (int i = 0; i < 8; ++i)
                 mRadar[i] = drift(mRadar[i], 3, 0, 255);
             return mRadar;
-        case 0x31: // the panel changes now and then
+        case cmd::Climate: // the panel changes now and then
             if (below(20) == 0)
                 mClimate[1 + below(11)] = char(below(256));
             return mClimate;
-        case 0x12: // a door opens or closes now and then; battery and fuel flags in byte 6
+        case cmd::Body: // a door opens or closes now and then; battery alert or fuel warning
             if (below(50) == 0)
-                mBody[2] = char(quint8(mBody[2]) ^ (1 << below(8)));
+                mBody[body::Doors] = char(quint8(mBody[body::Doors]) ^ (1 << below(8)));
             if (below(100) == 0)
-                mBody[6] = char(quint8(mBody[6]) ^ (0x40 << below(2)));
+                mBody[body::Alerts] = char(quint8(mBody[body::Alerts]) ^
+                                           (below(2) ? body::BatteryAlert : body::FuelWarning));
             return mBody;
-        case 0x32: { // engine speed and coolant
+        case cmd::CarInfo: { // engine speed and coolant
             mRpm = std::clamp(mRpm + below(201) - 100, 700, 6000);
-            QByteArray d(14, 0);
-            d[2] = char(mRpm >> 8);
-            d[3] = char(mRpm);
-            d[8] = char(below(2));
-            d[9] = char(80 + below(5));
+            QByteArray d(protocol::len::CarInfo, 0);
+            d[carinfo::Rotate] = char(mRpm >> 8);
+            d[carinfo::Rotate + 1] = char(mRpm);
+            d[carinfo::OtherInfo] = char(below(2));
+            d[carinfo::Coolant] = char(80 + below(5));
             return d;
         }
-        case 0x68: { // tyre monitoring with pressures around 2.3 bar
-            QByteArray d(16, 0);
-            d[0] = char(0x80);
+        case cmd::Tyres: { // tyre monitoring with pressures around 2.3 bar
+            QByteArray d(protocol::len::Tyres, 0);
+            d[tyres::Status] = char(tyres::DataValid);
             for (int w = 0; w < 4; ++w) {
                 const int p = 225 + below(10);
-                d[1 + 2 * w] = char(p >> 8);
-                d[2 + 2 * w] = char(p);
+                d[tyres::Pressures + 2 * w] = char(p >> 8);
+                d[tyres::Pressures + 2 * w + 1] = char(p);
             }
             if (below(20) == 0)
-                d[11 + below(4)] = char(0x05);
+                d[tyres::Alerts + below(4)] = char(tyres::AlertReported | tyres::AlertSecondKind);
             return d;
         }
-        case 0x13: { // odometer and driving time
+        case cmd::Mileage: { // odometer and driving time
             mMileage += below(3);
-            QByteArray d(17, 0);
-            d[4] = char(mMileage >> 8);
-            d[5] = char(mMileage);
-            d[11] = 0;
-            d[12] = char(mMileage / 60);
-            d[13] = char(mMileage % 60);
+            QByteArray d(protocol::len::Mileage, 0);
+            d[mileage::Mileage] = char(mMileage >> 8);
+            d[mileage::Mileage + 1] = char(mMileage);
+            d[mileage::Time] = 0;
+            d[mileage::Time + 1] = char(mMileage / 60);
+            d[mileage::Minutes] = char(mMileage % 60);
             return d;
         }
-        case 0x34: { // trip computer figures
-            QByteArray d(25, 0);
-            for (int k : {0, 7, 12, 17}) {
+        case cmd::Fuel: { // trip computer figures
+            QByteArray d(protocol::len::Fuel, 0);
+            for (int k :
+                 {fuel::Consumption1, fuel::Consumption4, fuel::Consumption5, fuel::Consumption6}) {
                 const int v = 50 + below(100);
                 d[k] = char(v >> 8);
                 d[k + 1] = char(v);
             }
-            d[2] = 0x01;
-            d[3] = char(below(256));
-            d[5] = 0x10;
-            d[6] = char(below(256));
+            d[fuel::DrivingA] = 0x01;
+            d[fuel::DrivingA + 1] = char(below(256));
+            d[fuel::DrivingB + 1] = 0x10;
+            d[fuel::DrivingB + 2] = char(below(256));
             return d;
         }
-        case 0x11: { // steering-wheel key: press, then release
-            QByteArray d(10, 0);
+        case cmd::Wheel: { // steering-wheel key: press, then release
+            QByteArray d(protocol::len::Wheel, 0);
             if (!mSwcDown)
                 mSwcKey = 1 + below(20);
-            d[2] = char(mSwcKey);
-            d[3] = char(mSwcDown ? 0 : 1);
+            d[wheel::Code] = char(mSwcKey);
+            d[wheel::Action] = char(mSwcDown ? protocol::key::Release : protocol::key::Press);
             mSwcDown = !mSwcDown;
             return d;
         }
-        case 0x21: { // panel key: press, then release
-            QByteArray d(2, 0);
+        case cmd::Panel: { // panel key: press, then release
+            QByteArray d(protocol::len::Panel, 0);
             if (!mPanelDown)
                 mPanelKey = 1 + below(30);
-            d[0] = char(mPanelKey);
-            d[1] = char(mPanelDown ? 0 : 1);
+            d[panel::Code] = char(mPanelKey);
+            d[panel::Action] = char(mPanelDown ? protocol::key::Release : protocol::key::Press);
             mPanelDown = !mPanelDown;
             return d;
         }
-        default: // 0xF0: the adapter's version text, zero padded
+        default: // the adapter's version text, zero padded
             return QByteArray("LSN305-V1.02.17", 16);
         }
     }
@@ -244,24 +256,20 @@ Input makeInput(int minBytes)
         if (car.below(10) == 0) {
             for (int n = 1 + car.below(6); n > 0; --n) {
                 int b = car.below(255);
-                in.bytes.append(char(b >= 0x5A ? b + 1 : b)); // never a header byte
+                in.bytes.append(char(b >= protocol::Header1 ? b + 1 : b)); // never a header byte
                 ++in.noise;
             }
         }
         quint8 cmd = 0;
         const QByteArray data = car.nextFrame(cmd);
-        quint8 sum = quint8(data.size()) + cmd;
-        for (const char c : data)
-            sum = quint8(sum + quint8(c));
-        quint8 check = quint8(sum - 1);
+        QByteArray frame = protocol::build(cmd, data);
         if (car.below(20) == 0) {
-            check = quint8(check + 1 + car.below(255));
+            frame[frame.size() - 1] = char(quint8(frame.back()) + 1 + car.below(255));
             ++in.bad;
         } else {
             ++in.good;
         }
-        in.bytes.append(char(0x5A)).append(char(0xA5)).append(char(data.size())).append(char(cmd));
-        in.bytes.append(data).append(char(check));
+        in.bytes.append(frame);
         in.frameEnds.push_back(in.bytes.size());
     }
     return in;
@@ -430,8 +438,8 @@ public:
         const auto tap = QObject::connect(mPort, &canservice::SerialPort::written,
                                           [&](const QByteArray &bytes, bool) {
                                               const char cmd = bytes.size() > 3 ? bytes[3] : 0;
-                                              acks += cmd == char(0xFF);
-                                              naks += cmd == char(0xFE);
+                                              acks += cmd == char(protocol::cmd::Ack);
+                                              naks += cmd == char(protocol::cmd::Nak);
                                           });
         lines.clear();
         lines.reserve(size_t(mInput.bytes.size()) * (chunk == 1 ? 4 : 2));
@@ -502,8 +510,9 @@ public:
         applySetup(setup);
         const QStringList info{QStringLiteral("87.50")};
         const QString band = QStringLiteral("FM1");
-        r.climateUs = timeCall(0x3B, [&] { mService->sendAcKey(6, 1); });
-        r.sourceUs = timeCall(0x91, [&] { mService->onRadioSourceInformation(band, info, 0); });
+        r.climateUs = timeCall(protocol::cmd::ClimateKey, [&] { mService->sendAcKey(6, 1); });
+        r.sourceUs = timeCall(protocol::cmd::Source,
+                              [&] { mService->onRadioSourceInformation(band, info, 0); });
         return r;
     }
 

@@ -1,26 +1,10 @@
 // Body status: doors and the battery-voltage alert.
 #include "simpleservice.h"
 
-#include "frame.h"
 #include "log.h"
+#include "protocol.h"
 
 namespace canservice {
-
-namespace {
-constexpr int BodyStatusLength = 10;
-constexpr int DoorByte = 2;
-constexpr int AlertByte = 6;
-
-constexpr int FrontDoor = 0x04;
-constexpr int RearDoor = 0x08;
-constexpr int RightRearDoor = 0x10;
-constexpr int LeftRearDoor = 0x20;
-// The front doors as the adapter places them for driver position true; false swaps them.
-constexpr int LeftFrontDoor = 0x40;
-constexpr int RightFrontDoor = 0x80;
-
-constexpr int BatteryAlert = 0x40;
-} // namespace
 
 int SimpleService::getDoorStatus()
 {
@@ -29,22 +13,22 @@ int SimpleService::getDoorStatus()
 
 bool SimpleService::isFrontDoorOpen()
 {
-    return mDoorStatus & FrontDoor;
+    return mDoorStatus & protocol::body::FrontDoor;
 }
 
 bool SimpleService::isRearDoorOpen()
 {
-    return mDoorStatus & RearDoor;
+    return mDoorStatus & protocol::body::RearDoor;
 }
 
 bool SimpleService::isLeftRearDoorOpen()
 {
-    return mDoorStatus & LeftRearDoor;
+    return mDoorStatus & protocol::body::LeftRearDoor;
 }
 
 bool SimpleService::isRightRearDoorOpen()
 {
-    return mDoorStatus & RightRearDoor;
+    return mDoorStatus & protocol::body::RightRearDoor;
 }
 
 // The setting is read at every query, so a changed driver position applies without a new frame.
@@ -52,14 +36,16 @@ bool SimpleService::isLeftFrontDoorOpen()
 {
     QVX_DBG << mem::SettingsUtil::instance()->getDriverPosition();
     return mDoorStatus &
-           (mem::SettingsUtil::instance()->getDriverPosition() ? LeftFrontDoor : RightFrontDoor);
+           (mem::SettingsUtil::instance()->getDriverPosition() ? protocol::body::LeftFrontDoor
+                                                               : protocol::body::RightFrontDoor);
 }
 
 bool SimpleService::isRightFrontDoorOpen()
 {
     QVX_DBG << mem::SettingsUtil::instance()->getDriverPosition();
     return mDoorStatus &
-           (mem::SettingsUtil::instance()->getDriverPosition() ? RightFrontDoor : LeftFrontDoor);
+           (mem::SettingsUtil::instance()->getDriverPosition() ? protocol::body::RightFrontDoor
+                                                               : protocol::body::LeftFrontDoor);
 }
 
 // The adapter sends no voltage value, only the alert flag.
@@ -80,11 +66,11 @@ int SimpleService::getBatteryVoltageAlertType()
 
 void SimpleService::doDoor(int, QByteArray &data)
 {
-    if (data.size() != BodyStatusLength) {
+    if (data.size() != protocol::len::Body) {
         QVX_ERR;
         return;
     }
-    const int doors = frame::u8(data, DoorByte);
+    const int doors = protocol::u8(data, protocol::body::Doors);
     if (doors != mDoorStatus) {
         mDoorStatus = doors;
         emit doorChanged();
@@ -93,11 +79,12 @@ void SimpleService::doDoor(int, QByteArray &data)
 
 void SimpleService::doBatteryVoltage(int, QByteArray &data)
 {
-    if (data.size() != BodyStatusLength) {
+    if (data.size() != protocol::len::Body) {
         QVX_ERR;
         return;
     }
-    const int alert = (frame::u8(data, AlertByte) & BatteryAlert) ? 1 : 0;
+    const int alert =
+        (protocol::u8(data, protocol::body::Alerts) & protocol::body::BatteryAlert) ? 1 : 0;
     QVX_DBG << alert << mBatteryAlertType;
     if (alert != mBatteryAlertType) {
         mBatteryAlertType = alert;

@@ -1,15 +1,12 @@
 // Climate: the stored climate frame, the queries that decode it, the climate keys.
 #include "simpleservice.h"
 
-#include "frame.h"
 #include "log.h"
+#include "protocol.h"
 
 namespace canservice {
 
 namespace {
-
-constexpr int ClimateLength = 12;
-constexpr quint8 ClimateCommand = 0x3B;
 
 // Models whose adapter reports the blower directly as 0..7.
 constexpr int DirectScaleModelA = 60;
@@ -19,22 +16,20 @@ constexpr int NoClimateModel = 52;
 // On this model a blower-up key at the top step is not passed on.
 constexpr int CappedBlowerModel = 94;
 
-constexpr quint8 Press = 0xFF;
-
 constexpr int UnitCelsiusText = 990;
 constexpr int UnitFahrenheitText = 993;
 
-int bit(const QByteArray &data, int k, int n)
+int flag(const QByteArray &data, int k, quint8 mask)
 {
-    return (frame::u8(data, k) >> n) & 1;
+    return (protocol::u8(data, k) & mask) ? 1 : 0;
 }
 
 // Codes 0..253 are half degrees; the two top codes are markers, not temperatures.
 float temperature(quint8 code)
 {
-    if (code == 0xFE)
+    if (code == protocol::climate::Low)
         return -100.0f;
-    if (code == 0xFF)
+    if (code == protocol::climate::High)
         return -101.0f;
     return float(code * 0.5);
 }
@@ -48,7 +43,7 @@ int carModelId()
 
 void SimpleService::doClimate(int, QByteArray &data)
 {
-    if (data.size() != ClimateLength) {
+    if (data.size() != protocol::len::Climate) {
         QVX_ERR;
         return;
     }
@@ -58,7 +53,7 @@ void SimpleService::doClimate(int, QByteArray &data)
 
 int SimpleService::isPowerOff()
 {
-    return bit(mClimateData, 0, 6);
+    return flag(mClimateData, protocol::climate::Flags, protocol::climate::PowerOff);
 }
 
 int SimpleService::isPowerOffRear()
@@ -68,7 +63,7 @@ int SimpleService::isPowerOffRear()
 
 int SimpleService::isRearClimate()
 {
-    return bit(mClimateData, 0, 5);
+    return flag(mClimateData, protocol::climate::Flags, protocol::climate::Rear);
 }
 
 int SimpleService::isAcMax()
@@ -78,55 +73,71 @@ int SimpleService::isAcMax()
 
 int SimpleService::isAc()
 {
-    const int on = bit(mClimateData, 0, 0);
+    const int on = flag(mClimateData, protocol::climate::Flags, protocol::climate::Ac);
     QVX_DBG << on;
     return on;
 }
 
 int SimpleService::isInside()
 {
-    return bit(mClimateData, 1, 4);
+    return flag(mClimateData, protocol::climate::Air, protocol::climate::Inside);
 }
 
 int SimpleService::isAuto()
 {
-    return bit(mClimateData, 0, 4);
+    return flag(mClimateData, protocol::climate::Flags, protocol::climate::Auto);
 }
 
 int SimpleService::isDual()
 {
-    return ((frame::u8(mClimateData, 0) >> 2) & 0x03) == 1 ? 1 : 0;
+    return (protocol::u8(mClimateData, protocol::climate::Flags) & protocol::climate::DualMask) ==
+                   protocol::climate::Dual
+               ? 1
+               : 0;
 }
 
 int SimpleService::isRearDefrost()
 {
-    return bit(mClimateData, 2, 5);
+    return flag(mClimateData, protocol::climate::Seats, protocol::climate::RearDefrost);
 }
 
 int SimpleService::isFrontDefrost()
 {
-    return bit(mClimateData, 2, 4);
+    return flag(mClimateData, protocol::climate::Seats, protocol::climate::FrontDefrost);
 }
 
 // Each front seat has one level; byte 1 says whether it is heating or ventilation.
 int SimpleService::getAcFrontLeftHeat()
 {
-    return bit(mClimateData, 1, 6) ? 0 : frame::u8(mClimateData, 2) & 0x03;
+    return flag(mClimateData, protocol::climate::Air, protocol::climate::LeftVentilates)
+               ? 0
+               : protocol::u8(mClimateData, protocol::climate::Seats) &
+                     protocol::climate::SeatLevel;
 }
 
 int SimpleService::getAcFrontRightHeat()
 {
-    return bit(mClimateData, 1, 7) ? 0 : (frame::u8(mClimateData, 2) >> 2) & 0x03;
+    return flag(mClimateData, protocol::climate::Air, protocol::climate::RightVentilates)
+               ? 0
+               : (protocol::u8(mClimateData, protocol::climate::Seats) >>
+                  protocol::climate::RightSeatShift) &
+                     protocol::climate::SeatLevel;
 }
 
 int SimpleService::getLeftVentilation()
 {
-    return bit(mClimateData, 1, 6) ? frame::u8(mClimateData, 2) & 0x03 : 0;
+    return flag(mClimateData, protocol::climate::Air, protocol::climate::LeftVentilates)
+               ? protocol::u8(mClimateData, protocol::climate::Seats) & protocol::climate::SeatLevel
+               : 0;
 }
 
 int SimpleService::getRightVentilation()
 {
-    return bit(mClimateData, 1, 7) ? (frame::u8(mClimateData, 2) >> 2) & 0x03 : 0;
+    return flag(mClimateData, protocol::climate::Air, protocol::climate::RightVentilates)
+               ? (protocol::u8(mClimateData, protocol::climate::Seats) >>
+                  protocol::climate::RightSeatShift) &
+                     protocol::climate::SeatLevel
+               : 0;
 }
 
 int SimpleService::getAcRearLeftHeat()
@@ -161,7 +172,7 @@ int SimpleService::getAirConProfile()
 
 int SimpleService::getAcWindMode()
 {
-    const int code = frame::u8(mClimateData, 4);
+    const int code = protocol::u8(mClimateData, protocol::climate::Mode);
     int mode = 0;
     QVX_DBG << code << mode;
     switch (code) {
@@ -199,7 +210,7 @@ int SimpleService::getAcWindMode()
 
 int SimpleService::getAcWindScale()
 {
-    const int code = frame::u8(mClimateData, 5);
+    const int code = protocol::u8(mClimateData, protocol::climate::Fan);
     QVX_DBG << code << carModelId();
     if (carModelId() == DirectScaleModelA || carModelId() == DirectScaleModelB) {
         if (code <= 7)
@@ -217,32 +228,35 @@ int SimpleService::getAcWindScale()
 
 int SimpleService::getAcWindModeRear()
 {
-    return frame::u8(mClimateData, 8);
+    return protocol::u8(mClimateData, protocol::climate::RearMode);
 }
 
 int SimpleService::getAcWindScaleRear()
 {
-    return frame::u8(mClimateData, 9);
+    return protocol::u8(mClimateData, protocol::climate::RearFan);
 }
 
 float SimpleService::getAcTemperature()
 {
-    return temperature(frame::u8(mClimateData, 6));
+    return temperature(protocol::u8(mClimateData, protocol::climate::Left));
 }
 
 float SimpleService::getAcRightTemperature()
 {
-    return temperature(frame::u8(mClimateData, 7));
+    return temperature(protocol::u8(mClimateData, protocol::climate::Right));
 }
 
 float SimpleService::getAcRearTemperature()
 {
-    return temperature(frame::u8(mClimateData, 10));
+    return temperature(protocol::u8(mClimateData, protocol::climate::RearTemp));
 }
 
 QString SimpleService::getAcTemperatureUnit()
 {
-    return Translator::translate(bit(mClimateData, 2, 7) ? UnitFahrenheitText : UnitCelsiusText);
+    return Translator::translate(
+        flag(mClimateData, protocol::climate::Seats, protocol::climate::Fahrenheit)
+            ? UnitFahrenheitText
+            : UnitCelsiusText);
 }
 
 // The adapter has one unit bit for all zones.
@@ -260,21 +274,21 @@ bool SimpleService::isSupportAc()
 
 int SimpleService::getAcTemperatureIndex()
 {
-    const int code = frame::u8(mClimateData, 6);
+    const int code = protocol::u8(mClimateData, protocol::climate::Left);
     QVX_DBG << code;
     return code;
 }
 
 int SimpleService::getAcRightTemperatureIndex()
 {
-    const int code = frame::u8(mClimateData, 7);
+    const int code = protocol::u8(mClimateData, protocol::climate::Right);
     QVX_DBG << code;
     return code;
 }
 
 int SimpleService::getAcRearTemperatureIndex()
 {
-    const int code = frame::u8(mClimateData, 10);
+    const int code = protocol::u8(mClimateData, protocol::climate::RearTemp);
     QVX_DBG << code;
     return code;
 }
@@ -287,37 +301,37 @@ int SimpleService::sendAcKey(int key, int value)
 
     switch (key) {
     case 0:
-        toggle(1, isPowerOff());
+        toggle(protocol::climatekey::Power, isPowerOff());
         break;
     case 2:
-        toggle(2, isAc());
+        toggle(protocol::climatekey::Ac, isAc());
         break;
     case 4:
-        toggle(15, isDual());
+        toggle(protocol::climatekey::Dual, isDual());
         break;
     case 5:
-        toggle(4, isAuto());
+        toggle(protocol::climatekey::Auto, isAuto());
         break;
     case 6:
-        sendAcSet(7, 1);
+        sendAcSet(protocol::climatekey::Inside, 1);
         break;
     case 7:
-        sendAcSet(7, 0);
+        sendAcSet(protocol::climatekey::Inside, 0);
         break;
     case 8:
-        toggle(5, isFrontDefrost());
+        toggle(protocol::climatekey::FrontDefrost, isFrontDefrost());
         break;
     case 9:
-        toggle(6, isRearDefrost());
+        toggle(protocol::climatekey::RearDefrost, isRearDefrost());
         break;
     case 12:
-        sendAcSet(8, Press);
+        sendAcSet(protocol::climatekey::VentsCode3, protocol::climatekey::Press);
         break;
     case 13:
-        sendAcSet(10, Press);
+        sendAcSet(protocol::climatekey::VentsCode6, protocol::climatekey::Press);
         break;
     case 14:
-        sendAcSet(9, Press);
+        sendAcSet(protocol::climatekey::VentsCode5, protocol::climatekey::Press);
         break;
     case 15:
         if (carModelId() == CappedBlowerModel) {
@@ -326,34 +340,34 @@ int SimpleService::sendAcKey(int key, int value)
             if (scale == 7)
                 break;
         }
-        sendAcSet(11, 1);
+        sendAcSet(protocol::climatekey::Fan, protocol::climatekey::Up);
         break;
     case 16:
-        sendAcSet(11, 2);
+        sendAcSet(protocol::climatekey::Fan, protocol::climatekey::Down);
         break;
     case 17:
-        sendAcSet(21, 1);
+        sendAcSet(protocol::climatekey::RearFan, protocol::climatekey::Up);
         break;
     case 18:
-        sendAcSet(21, 2);
+        sendAcSet(protocol::climatekey::RearFan, protocol::climatekey::Down);
         break;
     case 19:
-        sendAcSet(12, 1);
+        sendAcSet(protocol::climatekey::LeftTemp, protocol::climatekey::Up);
         break;
     case 20:
-        sendAcSet(12, 2);
+        sendAcSet(protocol::climatekey::LeftTemp, protocol::climatekey::Down);
         break;
     case 21:
-        sendAcSet(13, 1);
+        sendAcSet(protocol::climatekey::RightTemp, protocol::climatekey::Up);
         break;
     case 22:
-        sendAcSet(13, 2);
+        sendAcSet(protocol::climatekey::RightTemp, protocol::climatekey::Down);
         break;
     case 23:
-        sendAcSet(22, 1);
+        sendAcSet(protocol::climatekey::RearTemp, protocol::climatekey::Up);
         break;
     case 24:
-        sendAcSet(22, 2);
+        sendAcSet(protocol::climatekey::RearTemp, protocol::climatekey::Down);
         break;
     case 1:
     case 3:
@@ -369,29 +383,29 @@ int SimpleService::sendAcKey(int key, int value)
         return -1;
     case 31: {
         // The mode key steps the vents on from where the adapter last reported them.
-        const int mode = frame::u8(mClimateData, 4) & 0x0F;
+        const int mode = protocol::u8(mClimateData, protocol::climate::Mode) & 0x0F;
         QVX_DBG << mode;
         switch (mode) {
         case 3:
-            sendAcSet(9, Press);
+            sendAcSet(protocol::climatekey::VentsCode5, protocol::climatekey::Press);
             break;
         case 5:
-            sendAcSet(34, Press);
+            sendAcSet(protocol::climatekey::VentsCode11, protocol::climatekey::Press);
             break;
         case 6:
-            sendAcSet(8, Press);
+            sendAcSet(protocol::climatekey::VentsCode3, protocol::climatekey::Press);
             break;
         case 11:
-            sendAcSet(33, Press);
+            sendAcSet(protocol::climatekey::VentsCode12, protocol::climatekey::Press);
             break;
         default:
-            sendAcSet(10, Press);
+            sendAcSet(protocol::climatekey::VentsCode6, protocol::climatekey::Press);
             break;
         }
         break;
     }
     case 34:
-        sendAcSet(23, Press);
+        sendAcSet(protocol::climatekey::RearClimate, protocol::climatekey::Press);
         break;
     default: // 32, 33 and every code the panel does not have
         QVX_DBG << "Function not supported,KEY = " << key;
@@ -405,7 +419,8 @@ void SimpleService::sendAcSet(unsigned char command, unsigned char value)
     QVX_DBG << int(command) << int(value);
     if (!isSupportAc())
         return;
-    sendFrame(ClimateCommand, QByteArray().append(char(command)).append(char(value)), false);
+    sendFrame(protocol::cmd::ClimateKey, QByteArray().append(char(command)).append(char(value)),
+              false);
 }
 
 } // namespace canservice

@@ -1,8 +1,8 @@
 // Adapter link: frame building, the receive assembler, dispatch, watchdog, control frames.
 #include "simpleservice.h"
 
-#include "frame.h"
 #include "log.h"
+#include "protocol.h"
 
 #include <cstdio>
 
@@ -10,17 +10,16 @@ namespace canservice {
 
 namespace {
 enum ParseState { WaitHeader1, WaitHeader2, WaitLen, WaitCmd, WaitData, WaitChecksum };
-constexpr int HeartBeatMs = 30000;
 } // namespace
 
 int SimpleService::getCheckSum(QByteArray &bytes)
 {
-    return frame::checksum(bytes);
+    return protocol::checksum(bytes);
 }
 
 void SimpleService::sendFrame(unsigned char cmd, const QByteArray &data, bool flag)
 {
-    mSerialPort.writeData(frame::build(cmd, data), flag);
+    mSerialPort.writeData(protocol::build(cmd, data), flag);
 }
 
 QString SimpleService::toString(unsigned char byte)
@@ -55,16 +54,16 @@ void SimpleService::onDataReady(QByteArray buf)
         mParseOutTimer.start();
 
     for (int i = 0; i < buf.size(); ++i) {
-        const quint8 b = frame::u8(buf, i);
+        const quint8 b = protocol::u8(buf, i);
         QVX_DBG << mParseState;
         switch (mParseState) {
         case WaitHeader1:
-            if (b == frame::Header1)
+            if (b == protocol::Header1)
                 mParseState = WaitHeader2;
             break;
         case WaitHeader2:
             // Bytes between the two header bytes are skipped: 5A xx A5 is a header too.
-            if (b == frame::Header2)
+            if (b == protocol::Header2)
                 mParseState = WaitLen;
             break;
         case WaitLen:
@@ -72,7 +71,7 @@ void SimpleService::onDataReady(QByteArray buf)
             mParseSum = b;
             // Emptied but kept: clear() would free the buffer and every frame would grow it
             // again byte by byte.
-            mParseData.reserve(frame::MaxDataLength);
+            mParseData.reserve(protocol::MaxDataLength);
             mParseData.resize(0);
             mParseState = WaitCmd;
             break;
@@ -96,10 +95,10 @@ void SimpleService::onDataReady(QByteArray buf)
             const QByteArray answered(1, char(mParseCmd));
             mParseState = WaitHeader1;
             if (b == quint8((mParseSum & 0xFF) - 1)) {
-                sendFrame(frame::Ack, answered, true);
+                sendFrame(protocol::cmd::Ack, answered, true);
                 dispatchEvent(mParseCmd, mParseData);
             } else {
-                sendFrame(frame::Nak, answered, true);
+                sendFrame(protocol::cmd::Nak, answered, true);
                 QVX_ERR << "checksum err!";
             }
             break;
@@ -122,38 +121,38 @@ void SimpleService::dispatchEvent(int cmd, QByteArray &data)
     doHeartBeat();
 
     switch (cmd) {
-    case 0x11:
+    case protocol::cmd::Wheel:
         doRotate(cmd, data);
         doSwc(cmd, data);
         break;
-    case 0x12:
+    case protocol::cmd::Body:
         doDoor(cmd, data);
         doBatteryVoltage(cmd, data);
         doFuelStatus(cmd, data);
         break;
-    case 0x13:
+    case protocol::cmd::Mileage:
         doCurrentMileage(cmd, data);
         break;
-    case 0x21:
+    case protocol::cmd::Panel:
         doPanelKey(cmd, data);
         break;
-    case 0x31:
+    case protocol::cmd::Climate:
         doClimate(cmd, data);
         break;
-    case 0x32:
+    case protocol::cmd::CarInfo:
         doCarInformationData(cmd, data);
         break;
-    case 0x34:
+    case protocol::cmd::Fuel:
         doFuelConsumption(cmd, data);
         break;
-    case 0x41:
+    case protocol::cmd::Radar:
         doRadar(cmd, data);
         break;
-    case 0x68:
+    case protocol::cmd::Tyres:
         doTireAlert(cmd, data);
         doTireData(cmd, data);
         break;
-    case 0xF0:
+    case protocol::cmd::Version:
         doVersion(cmd, data);
         break;
     default:
@@ -166,11 +165,11 @@ void SimpleService::doHeartBeat()
 {
     if (mHeartBeatTimer.isActive()) {
         mHeartBeatTimer.stop();
-        mHeartBeatTimer.start(HeartBeatMs);
+        mHeartBeatTimer.start(protocol::HeartBeatMs);
         return;
     }
     emit notifyCanbusStatus(3);
-    mHeartBeatTimer.start(HeartBeatMs);
+    mHeartBeatTimer.start(protocol::HeartBeatMs);
     QVX_DBG << "start heartBeat";
 }
 
@@ -182,17 +181,18 @@ void SimpleService::onHeartBeatTimeout()
 
 void SimpleService::sendStart()
 {
-    sendFrame(0x60, QByteArray::fromHex("05051a"), true);
+    sendFrame(protocol::cmd::Start, QByteArray::fromHex("05051a"), true);
 }
 
 void SimpleService::sendCarSelect(unsigned char model, unsigned char second)
 {
-    sendFrame(0x2A, QByteArray().append(char(model)).append(char(second)), true);
+    sendFrame(protocol::cmd::CarSelect, QByteArray().append(char(model)).append(char(second)),
+              true);
 }
 
 void SimpleService::sendRequest(unsigned char a, unsigned char b)
 {
-    sendFrame(0x90, QByteArray().append(char(a)).append(char(b)), true);
+    sendFrame(protocol::cmd::Request, QByteArray().append(char(a)).append(char(b)), true);
 }
 
 } // namespace canservice

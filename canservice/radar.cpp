@@ -1,16 +1,14 @@
 // Parking radar: distance bands per sensor slot.
 #include "simpleservice.h"
 
-#include "frame.h"
 #include "log.h"
+#include "protocol.h"
 
 #include <QtGlobal>
 
 namespace canservice {
 
 namespace {
-constexpr int RadarLength = 12;
-constexpr quint8 NoReading = 0xFF;
 
 // Highest raw distance of each band, nearest first; raw 0 is a sensor that reports nothing.
 constexpr quint8 BandTop[] = {38, 69, 100, 131, 162, 193, 224, 255};
@@ -18,7 +16,7 @@ constexpr quint8 BandTop[] = {38, 69, 100, 131, 162, 193, 224, 255};
 quint8 band(quint8 raw)
 {
     if (raw == 0)
-        return NoReading;
+        return protocol::radar::NoReading;
     quint8 b = 0;
     while (raw > BandTop[b])
         ++b;
@@ -33,13 +31,13 @@ int level(quint8 b)
 
 int slotLevel(const QByteArray &table, int slot)
 {
-    return level(frame::u8(table, slot));
+    return level(protocol::u8(table, slot));
 }
 
 // A front-middle zone has a second reading; the nearer one wins, and no reading (0xFF) never does.
 int mergedLevel(const QByteArray &table, int slot, int second)
 {
-    return level(qMin(frame::u8(table, slot), frame::u8(table, second)));
+    return level(qMin(protocol::u8(table, slot), protocol::u8(table, second)));
 }
 } // namespace
 
@@ -128,20 +126,20 @@ int SimpleService::getRightRadarRearDistance()
 // sensors follow (bytes 4-7) into slots 0-3.
 void SimpleService::doRadar(int, QByteArray &data)
 {
-    if (data.size() != RadarLength) {
+    if (data.size() != protocol::len::Radar) {
         QVX_ERR;
         return;
     }
     QVX_DBG << data.toHex();
 
     QByteArray bands = mRadarData;
-    QVX_DBG << int(frame::u8(bands, 4)) << bands.size();
-    for (int slot = 4; slot <= 7; ++slot)
-        bands[slot] = char(band(frame::u8(data, slot - 4)));
-    QVX_DBG << int(frame::u8(bands, 4)) << bands.size();
-    for (int slot = 0; slot <= 3; ++slot)
-        bands[slot] = char(band(frame::u8(data, slot + 4)));
-    QVX_DBG << int(frame::u8(bands, 0)) << bands.size();
+    QVX_DBG << int(protocol::u8(bands, 4)) << bands.size();
+    for (int i = 0; i < protocol::radar::Sensors; ++i)
+        bands[4 + i] = char(band(protocol::u8(data, protocol::radar::Rear + i)));
+    QVX_DBG << int(protocol::u8(bands, 4)) << bands.size();
+    for (int i = 0; i < protocol::radar::Sensors; ++i)
+        bands[i] = char(band(protocol::u8(data, protocol::radar::Front + i)));
+    QVX_DBG << int(protocol::u8(bands, 0)) << bands.size();
 
     if (bands != mRadarData) {
         mRadarData = bands;

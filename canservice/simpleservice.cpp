@@ -1,8 +1,8 @@
 // Service object and lifecycle.
 #include "simpleservice.h"
 
-#include "frame.h"
 #include "log.h"
+#include "protocol.h"
 
 namespace canservice {
 
@@ -23,7 +23,7 @@ SimpleService::SimpleService()
     connect(&mLongPressTimer, &QTimer::timeout, this, &SimpleService::onLongPressTimeout);
     mHeartBeatTimer.setSingleShot(true);
     connect(&mHeartBeatTimer, &QTimer::timeout, this, &SimpleService::onHeartBeatTimeout);
-    mParseOutTimer.setInterval(500);
+    mParseOutTimer.setInterval(protocol::ParseOutMs);
     mParseOutTimer.setSingleShot(true);
     connect(&mParseOutTimer, &QTimer::timeout, this, &SimpleService::onmParseOutTmrout);
     mDoorStatus = 0;

@@ -1,15 +1,12 @@
 // Audio-source status to the adapter.
 #include "simpleservice.h"
 
-#include "frame.h"
 #include "log.h"
+#include "protocol.h"
 
 namespace canservice {
 
 namespace {
-
-constexpr quint8 SourceStatusCmd = 0x91;
-constexpr int TextLength = 12;
 
 // The adapter's codes for the radio bands, tried in this order.
 struct Band
@@ -73,19 +70,19 @@ void SimpleService::sendNaviStatus(QString name, QStringList info, int sourceTyp
     const bool blank = sourceType == 1 || sourceType == 2 || sourceType == 3 || sourceType == 10;
     if (!blank && !info.isEmpty()) {
         QVX_DBG << info.first();
-        text = info.first().toLatin1().left(TextLength);
+        text = info.first().toLatin1().left(protocol::source::TextLength);
         QVX_DBG << "eeeeee" << text.size() << text.toHex();
     }
-    text = text.leftJustified(TextLength, ' ');
+    text = text.leftJustified(protocol::source::TextLength, ' ');
 
     QByteArray data;
     data.append(char(code));
     data.append(char(0x01));
     data.append(text);
-    const QByteArray bytes = frame::build(SourceStatusCmd, data);
+    const QByteArray bytes = protocol::build(protocol::cmd::Source, data);
     QVX_DBG << send << bytes.size() << bytes.toHex();
     if (send)
-        sendFrame(SourceStatusCmd, data, true);
+        sendFrame(protocol::cmd::Source, data, true);
 }
 
 } // namespace canservice

@@ -1,21 +1,12 @@
 // Trip computer, car information, fuel status and the adapter version.
 #include "simpleservice.h"
 
-#include "frame.h"
 #include "log.h"
+#include "protocol.h"
 
 namespace canservice {
 
 namespace {
-
-constexpr int CarInformationLength = 14;
-constexpr int RotateLength = 10;
-constexpr int BodyStatusLength = 10;
-constexpr int FuelConsumptionLength = 25;
-constexpr int CurrentMileageLength = 17;
-
-constexpr int CoolantOffset = 40;
-constexpr quint8 FuelStatusBit = 0x80;
 
 constexpr int CoolantUnitText = 990;
 constexpr int OtherInfoUnitText = 999;
@@ -99,23 +90,23 @@ int SimpleService::getOtherInfoData(OtherInfoData &data)
 // Command 0x11 is shared with the steering-wheel keys, which decode it right after this.
 void SimpleService::doRotate(int, QByteArray &data)
 {
-    if (data.size() == RotateLength)
+    if (data.size() == protocol::len::Wheel)
         return;
     QVX_ERR;
 }
 
 void SimpleService::doCarInformationData(int, QByteArray &data)
 {
-    if (data.size() != CarInformationLength) {
+    if (data.size() != protocol::len::CarInfo) {
         QVX_ERR;
         return;
     }
 
-    const int rotateHigh = frame::u8(data, 2);
-    const int rotateLow = frame::u8(data, 3);
+    const int rotateHigh = protocol::u8(data, protocol::carinfo::Rotate);
+    const int rotateLow = protocol::u8(data, protocol::carinfo::Rotate + 1);
     QVX_DBG << rotateHigh << rotateLow;
-    if (!frame::notAvailable(data, 2, 2)) {
-        const int rotate = frame::be16(data, 2);
+    if (!protocol::notAvailable(data, protocol::carinfo::Rotate, 2)) {
+        const int rotate = protocol::be16(data, protocol::carinfo::Rotate);
         QVX_DBG << rotate << mRotate;
         if (rotate != mRotate) {
             mRotate = rotate;
@@ -123,14 +114,15 @@ void SimpleService::doCarInformationData(int, QByteArray &data)
         }
     }
 
-    const int coolantTemp = frame::u8(data, 9) - CoolantOffset;
+    const int coolantTemp =
+        protocol::u8(data, protocol::carinfo::Coolant) - protocol::carinfo::CoolantOffset;
     QVX_DBG << coolantTemp << mCoolantTemp;
     if (coolantTemp != mCoolantTemp) {
         mCoolantTemp = coolantTemp;
         emit coolantemChanged();
     }
 
-    const int otherInfo = frame::u8(data, 8);
+    const int otherInfo = protocol::u8(data, protocol::carinfo::OtherInfo);
     QVX_DBG << otherInfo << mOtherInfoValue;
     if (otherInfo != mOtherInfoValue) {
         mOtherInfoValue = otherInfo;
@@ -143,12 +135,13 @@ void SimpleService::doCarInformationData(int, QByteArray &data)
 // Body-status frame: doors and battery alert have been decoded from the same bytes already.
 void SimpleService::doFuelStatus(int, QByteArray &data)
 {
-    if (data.size() != BodyStatusLength) {
+    if (data.size() != protocol::len::Body) {
         QVX_ERR;
         return;
     }
 
-    const int fuelStatus = (frame::u8(data, 6) & FuelStatusBit) ? 1 : 0;
+    const int fuelStatus =
+        (protocol::u8(data, protocol::body::Alerts) & protocol::body::FuelWarning) ? 1 : 0;
     QVX_DBG << fuelStatus << mFuelStatus;
     if (fuelStatus == mFuelStatus)
         return;
@@ -160,35 +153,36 @@ void SimpleService::doFuelStatus(int, QByteArray &data)
 
 void SimpleService::doFuelConsumption(int, QByteArray &data)
 {
-    if (data.size() != FuelConsumptionLength) {
+    if (data.size() != protocol::len::Fuel) {
         QVX_ERR;
         return;
     }
 
-    const quint8 unitByte = frame::u8(data, 22);
+    const quint8 unitByte = protocol::u8(data, protocol::fuel::Units);
     QVX_DBG << (unitByte & 0x03);
     const int consumptionUnit = consumptionUnitText(unitByte);
 
     // Unlike the driving data, these are rewritten and announced even when nothing changed.
     const auto consumption = [&](int k, QString &item) {
-        QVX_DBG << frame::u8(data, k) << frame::u8(data, k + 1);
-        if (frame::notAvailable(data, k, 2))
+        QVX_DBG << protocol::u8(data, k) << protocol::u8(data, k + 1);
+        if (protocol::notAvailable(data, k, 2))
             return;
-        item = withUnit(tenths(frame::be16(data, k)), consumptionUnit);
+        item = withUnit(tenths(protocol::be16(data, k)), consumptionUnit);
         QVX_DBG << item;
     };
-    consumption(0, mFuelConsumptionData.item1);
-    consumption(7, mFuelConsumptionData.item4);
-    consumption(12, mFuelConsumptionData.item5);
-    consumption(17, mFuelConsumptionData.item6);
+    consumption(protocol::fuel::Consumption1, mFuelConsumptionData.item1);
+    consumption(protocol::fuel::Consumption4, mFuelConsumptionData.item4);
+    consumption(protocol::fuel::Consumption5, mFuelConsumptionData.item5);
+    consumption(protocol::fuel::Consumption6, mFuelConsumptionData.item6);
     emit fuelDataChanged();
 
     QVX_DBG << (unitByte >> 2 & 0x01);
     const int drivingUnit = drivingUnitText(unitByte);
 
-    QVX_DBG << frame::u8(data, 4) << frame::u8(data, 5) << frame::u8(data, 6);
-    if (!frame::notAvailable(data, 4, 3)) {
-        const QString valueB = withUnit(tenths(frame::be24(data, 4)), drivingUnit);
+    const int b = protocol::fuel::DrivingB;
+    QVX_DBG << protocol::u8(data, b) << protocol::u8(data, b + 1) << protocol::u8(data, b + 2);
+    if (!protocol::notAvailable(data, b, 3)) {
+        const QString valueB = withUnit(tenths(protocol::be24(data, b)), drivingUnit);
         QVX_DBG << valueB;
         if (valueB != mDrivingData.item5) {
             mDrivingData.item5 = valueB;
@@ -196,10 +190,11 @@ void SimpleService::doFuelConsumption(int, QByteArray &data)
         }
     }
 
-    QVX_DBG << frame::u8(data, 2) << frame::u8(data, 3);
-    if (frame::notAvailable(data, 2, 2))
+    const int a = protocol::fuel::DrivingA;
+    QVX_DBG << protocol::u8(data, a) << protocol::u8(data, a + 1);
+    if (protocol::notAvailable(data, a, 2))
         return;
-    const QString valueA = withUnit(float(frame::be16(data, 2)), drivingUnit);
+    const QString valueA = withUnit(float(protocol::be16(data, a)), drivingUnit);
     QVX_DBG << valueA;
     if (valueA != mDrivingData.item2) {
         mDrivingData.item2 = valueA;
@@ -209,14 +204,15 @@ void SimpleService::doFuelConsumption(int, QByteArray &data)
 
 void SimpleService::doCurrentMileage(int, QByteArray &data)
 {
-    if (data.size() != CurrentMileageLength) {
+    if (data.size() != protocol::len::Mileage) {
         QVX_ERR;
         return;
     }
 
-    QVX_DBG << frame::u8(data, 4) << frame::u8(data, 5);
-    if (!frame::notAvailable(data, 4, 2)) {
-        const QString mileage = withUnit(tenths(frame::be16(data, 4)), MileageUnitText);
+    const int m = protocol::mileage::Mileage;
+    QVX_DBG << protocol::u8(data, m) << protocol::u8(data, m + 1);
+    if (!protocol::notAvailable(data, m, 2)) {
+        const QString mileage = withUnit(tenths(protocol::be16(data, m)), MileageUnitText);
         QVX_DBG << mDrivingData.item1 << mileage;
         if (mileage != mDrivingData.item1) {
             mDrivingData.item1 = mileage;
@@ -225,10 +221,13 @@ void SimpleService::doCurrentMileage(int, QByteArray &data)
     }
 
     // Unlike every other field, an unavailable time replaces the old text with a marker.
-    QVX_DBG << frame::u8(data, 11) << frame::u8(data, 12);
+    const int t = protocol::mileage::Time;
+    const int minutes = protocol::mileage::Minutes;
+    QVX_DBG << protocol::u8(data, t) << protocol::u8(data, t + 1);
     QString time = QStringLiteral("--");
-    if (!frame::notAvailable(data, 11, 2) && !frame::notAvailable(data, 13, 1)) {
-        const double value = double(tenths(frame::be16(data, 11))) + frame::u8(data, 13) / 60.0;
+    if (!protocol::notAvailable(data, t, 2) && !protocol::notAvailable(data, minutes, 1)) {
+        const double value =
+            double(tenths(protocol::be16(data, t))) + protocol::u8(data, minutes) / 60.0;
         time = withUnit(value, TimeUnitText);
     }
     QVX_DBG << mDrivingData.item3 << time;

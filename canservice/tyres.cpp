@@ -1,24 +1,14 @@
 // Tyre monitoring: alerts and pressures.
 #include "simpleservice.h"
 
-#include "frame.h"
 #include "log.h"
+#include "protocol.h"
 
 #include <algorithm>
 
 namespace canservice {
 
 namespace {
-constexpr int TyreLength = 16;
-constexpr int StatusByte = 0;
-constexpr quint8 TyreDataValid = 0x80;
-constexpr int FirstPressureByte = 1; // front left, front right, rear left, rear right
-constexpr int FirstAlertByte = 11;   // same order
-
-// Bits 0 and 1 count only when bit 2 is set; bit 0 wins over bit 1.
-constexpr quint8 AlertReported = 0x04;
-constexpr quint8 AlertSecondKind = 0x01;
-constexpr quint8 AlertFirstKind = 0x02;
 
 enum Wheel { FrontLeft, FrontRight, RearLeft, RearRight, Wheels };
 } // namespace
@@ -75,15 +65,15 @@ QString SimpleService::getTireUnit()
 
 void SimpleService::doTireAlert(int, QByteArray &data)
 {
-    if (data.size() != TyreLength) {
+    if (data.size() != protocol::len::Tyres) {
         QVX_ERR;
         return;
     }
-    const quint8 status = frame::u8(data, StatusByte);
+    const quint8 status = protocol::u8(data, protocol::tyres::Status);
     mTireUnit = Translator::translate(1006);
 
     // No tyre data: every alert is cleared, and the host hears of it on each such frame.
-    if (!(status & TyreDataValid)) {
+    if (!(status & protocol::tyres::DataValid)) {
         QVX_DBG;
         std::fill(mTireStatus, mTireStatus + Wheels, 0);
         mTireAlertType = 0;
@@ -94,14 +84,14 @@ void SimpleService::doTireAlert(int, QByteArray &data)
     int next[Wheels] = {0, 0, 0, 0};
     mTireAlertType = 0;
     for (int w = FrontLeft; w < Wheels; ++w) {
-        const quint8 flags = frame::u8(data, FirstAlertByte + w);
-        if (!(flags & AlertReported))
+        const quint8 flags = protocol::u8(data, protocol::tyres::Alerts + w);
+        if (!(flags & protocol::tyres::AlertReported))
             continue;
         QVX_DBG;
-        if (flags & AlertSecondKind) {
+        if (flags & protocol::tyres::AlertSecondKind) {
             mTireAlertType = 1;
             next[w] = 2;
-        } else if (flags & AlertFirstKind) {
+        } else if (flags & protocol::tyres::AlertFirstKind) {
             mTireAlertType = 1;
             next[w] = 1;
         }
@@ -121,19 +111,19 @@ void SimpleService::doTireAlert(int, QByteArray &data)
 // Pressures are the adapter's numbers, unscaled; their unit is the host's text 1006.
 void SimpleService::doTireData(int, QByteArray &data)
 {
-    if (data.size() != TyreLength) {
+    if (data.size() != protocol::len::Tyres) {
         QVX_ERR;
         return;
     }
     // Unlike the alerts, the pressures outlive a frame without tyre data.
-    if (!(frame::u8(data, StatusByte) & TyreDataValid)) {
+    if (!(protocol::u8(data, protocol::tyres::Status) & protocol::tyres::DataValid)) {
         QVX_DBG;
         return;
     }
 
     float next[Wheels];
     for (int w = FrontLeft; w < Wheels; ++w) {
-        next[w] = float(frame::be16(data, FirstPressureByte + 2 * w));
+        next[w] = float(protocol::be16(data, protocol::tyres::Pressures + 2 * w));
         QVX_DBG << next[w];
     }
     if (std::equal(next, next + Wheels, mTirePressure))

@@ -20,7 +20,8 @@ inline void selfTest(const char *target)
 
 inline QString text(const uint8_t *data, size_t size)
 {
-    return QString::fromUtf8(reinterpret_cast<const char *>(data), int(qMin(size, size_t(1) << 20)));
+    return QString::fromUtf8(reinterpret_cast<const char *>(data),
+                             int(qMin(size, size_t(1) << 20)));
 }
 
 inline void checkError(const char *target, const QString &text, const QString &error)

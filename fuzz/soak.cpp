@@ -7,6 +7,8 @@
 //   qvx_soak [--frames N] [--seed S] [--corrupt PERCENT] -- HOST [ARGS...]
 // The host finds the line in $CANSERVICE_SERIAL_PORT. Exit status 0 when every check held.
 
+#include "reader.h"
+
 #include <QByteArray>
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -26,8 +28,8 @@
 
 namespace {
 
-constexpr quint8 Ack = 0xFF;
-constexpr quint8 Nak = 0xFE;
+constexpr quint8 Ack = protocol::cmd::Ack;
+constexpr quint8 Nak = protocol::cmd::Nak;
 constexpr quint8 Probe = 0x55; // a command no adapter frame of the stream uses
 constexpr int Baseline = 10000;
 constexpr qint64 RssSlackKb = 1024;
@@ -35,12 +37,8 @@ constexpr qint64 RssSlackKb = 1024;
 // A frame with its checksum, plus `skew` (0 for a good frame).
 QByteArray frame(quint8 cmd, const QByteArray &data, quint8 skew = 0)
 {
-    QByteArray out = QByteArray::fromHex("5aa5");
-    out.append(char(data.size())).append(char(cmd)).append(data);
-    quint8 sum = 0;
-    for (int i = 2; i < out.size(); ++i)
-        sum = quint8(sum + quint8(out[i]));
-    out.append(char(quint8(sum - 1 + skew)));
+    QByteArray out = protocol::build(cmd, data);
+    out[out.size() - 1] = char(quint8(out.back()) + skew);
     return out;
 }
 
@@ -60,24 +58,28 @@ public:
 
     QByteArray next(Sent &sent)
     {
-        static const struct
-        {
-            quint8 cmd;
-            int length;
-        } commands[] = {{0x11, 10}, {0x12, 10}, {0x13, 17}, {0x21, 2},  {0x31, 12},
-                        {0x32, 14}, {0x34, 25}, {0x41, 12}, {0x68, 16}, {0xF0, 0}};
-        const auto &c = commands[mRandom.bounded(int(sizeof commands / sizeof commands[0]))];
-        int length = c.length ? c.length : 1 + mRandom.bounded(24);
+        // Every adapter command with its own length; the version text any length.
+        int n = 0;
+        const protocol::Command *table = protocol::commands(&n);
+        QVector<const protocol::Command *> adapter;
+        for (int i = 0; i < n; ++i) {
+            if (table[i].direction == protocol::ToHeadUnit)
+                adapter.append(&table[i]);
+        }
+        const protocol::Command &c = *adapter[mRandom.bounded(adapter.size())];
+        int length = c.length != protocol::len::Any ? c.length : 1 + mRandom.bounded(24);
         if (mRandom.bounded(50) == 0)
             length = qBound(1, length + (mRandom.bounded(2) ? 1 : -1), 255);
         QByteArray data(length, '\0');
         for (char &b : data)
             b = char(mRandom.bounded(256));
-        if (c.cmd == 0x11 || c.cmd == 0x21) // keys: mostly presses and releases
-            data[c.cmd == 0x11 ? 3 : 1] = char(mRandom.bounded(3));
+        if (c.id == protocol::cmd::Wheel) // keys: mostly presses and releases
+            data[protocol::wheel::Action] = char(mRandom.bounded(3));
+        if (c.id == protocol::cmd::Panel)
+            data[protocol::panel::Action] = char(mRandom.bounded(3));
         const bool corrupt = int(mRandom.bounded(100)) < mCorrupt;
-        sent = {corrupt ? Nak : Ack, c.cmd};
-        return frame(c.cmd, data, corrupt ? quint8(1 + mRandom.bounded(255)) : 0);
+        sent = {corrupt ? Nak : Ack, c.id};
+        return frame(c.id, data, corrupt ? quint8(1 + mRandom.bounded(255)) : 0);
     }
     int chunk() { return 1 + mRandom.bounded(mRandom.bounded(8) == 0 ? 1024 : 64); }
 
@@ -96,35 +98,6 @@ qint64 rssKb(qint64 pid)
             return line.mid(6).trimmed().split(' ').value(0).toLongLong();
     }
     return -1;
-}
-
-// Pulls whole frames off the front of the bytes the host wrote, skipping anything else.
-bool takeFrame(QByteArray &rx, quint8 &cmd, QByteArray &data)
-{
-    for (;;) {
-        const int at = rx.indexOf(QByteArray::fromHex("5aa5"));
-        if (at < 0) {
-            rx = rx.right(1);
-            return false;
-        }
-        rx.remove(0, at);
-        if (rx.size() < 5)
-            return false;
-        const int length = quint8(rx[2]);
-        if (rx.size() < length + 5)
-            return false;
-        quint8 sum = 0;
-        for (int i = 2; i < length + 4; ++i)
-            sum = quint8(sum + quint8(rx[i]));
-        if (quint8(rx[length + 4]) != quint8(sum - 1)) {
-            rx.remove(0, 1); // not a frame after all
-            continue;
-        }
-        cmd = quint8(rx[3]);
-        data = rx.mid(4, length);
-        rx.remove(0, length + 5);
-        return true;
-    }
 }
 
 int usage()
@@ -193,15 +166,32 @@ int main(int argc, char **argv)
     }
     const qint64 pid = host.processId();
 
-    QByteArray rx;
+    // The host's writes, read as the head unit's own rules read a stream.
+    protocol::Reader reader;
+    QElapsedTimer wire;
+    wire.start();
+    QList<protocol::Reader::Item> rx;
     const auto readAnswers = [&](int timeoutMs) {
         pollfd p{master, POLLIN, 0};
         if (poll(&p, 1, timeoutMs) <= 0)
             return;
         char buf[65536];
         ssize_t n;
-        while ((n = ::read(master, buf, sizeof buf)) > 0)
-            rx.append(buf, int(n));
+        while ((n = ::read(master, buf, sizeof buf)) > 0) {
+            for (const protocol::Reader::Item &item :
+                 reader.feed(QByteArray(buf, int(n)), wire.elapsed())) {
+                if (item.kind == protocol::Reader::Item::Frame)
+                    rx.append(item);
+            }
+        }
+    };
+    const auto takeFrame = [&rx](quint8 &cmd, QByteArray &data) {
+        if (rx.isEmpty())
+            return false;
+        const protocol::Reader::Item item = rx.takeFirst();
+        cmd = quint8(item.cmd);
+        data = item.data;
+        return true;
     };
 
     // Wait until the host answers at all: a probe frame every half second.
@@ -218,7 +208,7 @@ int main(int argc, char **argv)
             readAnswers(50);
             quint8 cmd;
             QByteArray data;
-            while (takeFrame(rx, cmd, data))
+            while (takeFrame(cmd, data))
                 ready = ready || (cmd == Ack && data == QByteArray(1, char(Probe)));
         }
     }
@@ -271,7 +261,7 @@ int main(int argc, char **argv)
             readAnswers(0);
         quint8 cmd;
         QByteArray data;
-        while (takeFrame(rx, cmd, data)) {
+        while (takeFrame(cmd, data)) {
             if ((cmd != Ack && cmd != Nak) || data.size() != 1) {
                 ++others; // the host's own frames
                 continue;

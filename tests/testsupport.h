@@ -3,7 +3,7 @@
 // Shared test doubles: a service whose serial port is tapped (frames injected through the
 // port's read signal, every write captured) and a capture of the plugin's log lines.
 
-#include "frame.h"
+#include "protocol.h"
 #include "serialport.h"
 #include "simpleservice.h"
 
@@ -104,7 +104,7 @@ struct ServiceHarness
     // A well-formed adapter frame with the given command and data bytes.
     void feedFrame(int cmd, const QByteArray &data)
     {
-        feed(canservice::frame::build(quint8(cmd), data));
+        feed(protocol::build(quint8(cmd), data));
     }
 
     // Every write, ACK and NAK frames included.
@@ -120,8 +120,8 @@ struct ServiceHarness
     {
         QList<QByteArray> out;
         for (const Write &w : writes) {
-            const quint8 cmd = canservice::frame::u8(w.bytes, 3);
-            if (cmd != canservice::frame::Ack && cmd != canservice::frame::Nak)
+            const quint8 cmd = protocol::u8(w.bytes, 3);
+            if (cmd != protocol::cmd::Ack && cmd != protocol::cmd::Nak)
                 out << w.bytes;
         }
         return out;

@@ -1,8 +1,9 @@
 // The simulated adapter in-process: its frame reader and descriptions, its climate panel,
 // and the simulator on a link that the test plays the head unit on.
 #include "climatemodel.h"
-#include "frame.h"
 #include "links.h"
+#include "protocol.h"
+#include "reader.h"
 #include "simulator.h"
 #include "wire.h"
 
@@ -10,8 +11,7 @@
 #include <QSignalSpy>
 #include <QtTest>
 
-using canservice::frame::build;
-using tools::FrameReader;
+using protocol::build;
 
 namespace {
 
@@ -31,6 +31,7 @@ struct Run
         : out(&text), simulator(&link, out, options(waitForHost)),
           finished(&simulator, &tools::AdapterSimulator::finished)
     {
+        clock.start();
         tools::ParseError error;
         parsed = tools::Scenario::parse(scenarioText, &scenario, &error);
         simulator.setScenario(scenario, QStringLiteral("test"));
@@ -47,9 +48,12 @@ struct Run
     {
         const QList<QByteArray> writes = link.writes;
         for (int i = answered; i < writes.size(); ++i) {
-            for (const FrameReader::Item &item : reader.feed(writes.at(i))) {
-                if (item.kind != FrameReader::Item::Skipped)
-                    link.fromHost(build(item.kind == FrameReader::Item::Frame ? 0xFF : 0xFE,
+            for (const protocol::Reader::Item &item : reader.feed(writes.at(i), clock.elapsed())) {
+                if (item.kind == protocol::Reader::Item::Frame ||
+                    item.kind == protocol::Reader::Item::BadChecksum)
+                    link.fromHost(build(item.kind == protocol::Reader::Item::Frame
+                                            ? protocol::cmd::Ack
+                                            : protocol::cmd::Nak,
                                         QByteArray(1, char(item.cmd))));
             }
         }
@@ -63,7 +67,8 @@ struct Run
     bool parsed = false;
     tools::AdapterSimulator simulator;
     QSignalSpy finished;
-    FrameReader reader;
+    protocol::Reader reader; // the head unit's own rules
+    QElapsedTimer clock;
     int answered = 0;
 };
 
@@ -73,10 +78,6 @@ class tst_Adapter : public QObject
 {
     Q_OBJECT
 private slots:
-    void readerFrames_data();
-    void readerFrames();
-    void readerSplitAnywhere();
-    void readerReset();
     void describeHost_data();
     void describeHost();
     void describeAdapter();
@@ -92,71 +93,6 @@ private slots:
     void waitsForTheHead();
     void replay();
 };
-
-void tst_Adapter::readerFrames_data()
-{
-    QTest::addColumn<QByteArray>("stream");
-    QTest::addColumn<QString>("items"); // kind letters: F frame, B bad checksum, S skipped
-    QTest::addColumn<QByteArray>("lastData");
-    QTest::newRow("one frame") << QByteArray::fromHex("5aa5022a05ff2f") << "F"
-                               << QByteArray::fromHex("05ff");
-    QTest::newRow("bad checksum") << QByteArray::fromHex("5aa5022a05ff30") << "B"
-                                  << QByteArray::fromHex("05ff");
-    QTest::newRow("noise first") << QByteArray::fromHex("0011") + build(0x21, "\x15\x01") << "SF"
-                                 << QByteArray("\x15\x01");
-    QTest::newRow("bytes between the header bytes")
-        << QByteArray::fromHex("5a1122a5022a05ff2f") << "F" << QByteArray::fromHex("05ff");
-    QTest::newRow("two in one chunk")
-        << build(0x31, "ab") + build(0x12, "c") << "FF" << QByteArray("c");
-    QTest::newRow("no data") << QByteArray::fromHex("5aa5005554") << "F" << QByteArray();
-    QTest::newRow("trailing noise")
-        << build(0xF0, "V") + QByteArray::fromHex("01") << "FS" << QByteArray("V");
-}
-
-void tst_Adapter::readerFrames()
-{
-    QFETCH(QByteArray, stream);
-    QFETCH(QString, items);
-    QFETCH(QByteArray, lastData);
-    FrameReader reader;
-    QString kinds;
-    QByteArray data;
-    QByteArray consumed;
-    for (const FrameReader::Item &item : reader.feed(stream)) {
-        kinds += "FBS"[item.kind];
-        consumed += item.bytes;
-        if (item.kind != FrameReader::Item::Skipped)
-            data = item.data;
-    }
-    QCOMPARE(kinds, items);
-    QCOMPARE(data, lastData);
-    QCOMPARE(consumed, stream); // every byte accounted for
-    QVERIFY(!reader.inFrame());
-}
-
-void tst_Adapter::readerSplitAnywhere()
-{
-    const QByteArray frame = build(0x68, QByteArray::fromHex("8000e600e600e600e60000000000000000"));
-    for (int cut = 1; cut < frame.size(); ++cut) {
-        FrameReader reader;
-        QVERIFY(reader.feed(frame.left(cut)).isEmpty());
-        QVERIFY(reader.inFrame());
-        const QList<FrameReader::Item> items = reader.feed(frame.mid(cut));
-        QCOMPARE(items.size(), 1);
-        QCOMPARE(items.first().kind, FrameReader::Item::Frame);
-        QCOMPARE(items.first().cmd, 0x68);
-    }
-}
-
-void tst_Adapter::readerReset()
-{
-    FrameReader reader;
-    reader.feed(QByteArray::fromHex("5aa50a1200"));
-    QCOMPARE(reader.reset(), QByteArray::fromHex("5aa50a1200"));
-    QVERIFY(!reader.inFrame());
-    QCOMPARE(reader.reset(), QByteArray());
-    QCOMPARE(reader.feed(build(0x21, "\x15\x00")).size(), 1);
-}
 
 void tst_Adapter::describeHost_data()
 {
@@ -395,6 +331,18 @@ void tst_Adapter::unacknowledgedFrames()
     QVERIFY2(silent.text.contains(QRegularExpression(
                  "not acknowledged: radar \\(0x41\\) sent at 0\\.0\\d\\d s \\(line 1\\)")),
              qPrintable(silent.text));
+
+    // A LEN 0 frame never ends; the head unit swallows the next frame until it gives up.
+    Run swallowed(QStringLiteral("0 frame 55\n"
+                                 "0.1 frame body 00 00 40 00 00 00 00 00 00 00\n"));
+    swallowed.simulator.start();
+    QTRY_COMPARE(swallowed.finished.count(), 1);
+    QVERIFY2(swallowed.text.contains(QRegularExpression(
+                 "not acknowledged: 0x55 sent at 0\\.0\\d\\d s \\(line 1\\): the head unit "
+                 "dropped it unfinished at 0\\.6\\d\\d s\n"
+                 "  not acknowledged: body \\(0x12\\) sent at 0\\.1\\d\\d s \\(line 2\\): "
+                 "the head unit dropped it unfinished at 0\\.6\\d\\d s")),
+             qPrintable(swallowed.text));
 }
 
 void tst_Adapter::chunksAndCutOffFrames()

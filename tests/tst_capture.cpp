@@ -1,6 +1,6 @@
 // The capture format: what the host stand-in's port records, read back line by line.
 #include "capture.h"
-#include "frame.h"
+#include "protocol.h"
 #include "links.h"
 #include "serialport.h"
 
@@ -142,7 +142,7 @@ void tst_Capture::portRecordsBothDirections()
     QTRY_VERIFY(!fromHost.isEmpty());
     QTest::qWait(20); // the two lines must be apart in time
     const QByteArray doors =
-        canservice::frame::build(0x12, QByteArray::fromHex("00004000000000000000"));
+        protocol::build(0x12, QByteArray::fromHex("00004000000000000000"));
     adapter->write(doors);
     QTRY_VERIFY(!fromAdapter.isEmpty());
     port.close();

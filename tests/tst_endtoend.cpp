@@ -192,8 +192,7 @@ void tst_EndToEnd::startInAnyOrder()
     QTRY_VERIFY_WITH_TIMEOUT(!host.events("command").isEmpty(), Slow);
     QCOMPARE(host.events("command").first().value("sent").toBool(true), false);
 
-    sim.start({"--pty", link,
-               scenario("0 frame version \"V1.0\"\n+0 expect 1 ack version\n")});
+    sim.start({"--pty", link, scenario("0 frame version \"V1.0\"\n+0 expect 1 ack version\n")});
     QTRY_VERIFY_WITH_TIMEOUT(!host.events("version").isEmpty(), Slow);
     QCOMPARE(sim.exitCode(), 0);
     QVERIFY2(sim.out().contains("has not spoken for 2 s; starting anyway"), qPrintable(sim.out()));

@@ -9,7 +9,7 @@ QByteArray swc(int code, int action, int length = 10)
     QByteArray data(length, 0);
     data[2] = char(code);
     data[3] = char(action);
-    return canservice::frame::build(0x11, data);
+    return protocol::build(0x11, data);
 }
 
 QByteArray panel(int code, int action, int length = 2)
@@ -18,7 +18,7 @@ QByteArray panel(int code, int action, int length = 2)
     data[0] = char(code);
     if (length > 1)
         data[1] = char(action);
-    return canservice::frame::build(0x21, data);
+    return protocol::build(0x21, data);
 }
 
 // "code state source" per keyEvent, in order.

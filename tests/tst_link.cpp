@@ -96,12 +96,12 @@ void tst_Link::headerRules_data()
         << carSelect + QByteArray::fromHex("5aa501550156")
         << QList<QByteArray>{carSelectAck, QByteArray::fromHex("5aa501ff5554")}
         << QStringList{"42 \"05ff\"", "85 \"01\""} << 0;
-    QTest::newRow("LEN 255") << canservice::frame::build(0x77, QByteArray(255, char(0xFF)))
+    QTest::newRow("LEN 255") << protocol::build(0x77, QByteArray(255, char(0xFF)))
                              << QList<QByteArray>{QByteArray::fromHex("5aa501ff7776")}
                              << QStringList{"119 \"" + QByteArray(255, char(0xFF)).toHex() + "\""}
                              << 0;
     QTest::newRow("header bytes inside data are data")
-        << canservice::frame::build(0x13, QByteArray::fromHex("5aa55aa5"))
+        << protocol::build(0x13, QByteArray::fromHex("5aa55aa5"))
         << QList<QByteArray>{QByteArray::fromHex("5aa501ff1312")} << QStringList{"19 \"5aa55aa5\""}
         << 0;
 }

@@ -214,14 +214,14 @@ void tst_Log::monotonicClock()
     QVERIFY(int32_t(uint32_t(b) - uint32_t(a)) >= 15);
 }
 
-
 void tst_Log::traceHeaderFirst_data()
 {
     QTest::addColumn<bool>("failSymbols");
     QTest::addColumn<int>("status");
     QTest::addColumn<QByteArray>("last");
     QTest::newRow("symbols") << false << 0 << QByteArray(" ********* print_trace end *********");
-    QTest::newRow("no symbols") << true << 1 << QByteArray("backtrace_symbols: Cannot allocate memory");
+    QTest::newRow("no symbols") << true << 1
+                                << QByteArray("backtrace_symbols: Cannot allocate memory");
 }
 
 void tst_Log::traceHeaderFirst()

@@ -51,8 +51,9 @@ void tst_Number::environment()
 {
     qputenv("CANSERVICE_CAR_MODEL_ID", "094");
     qputenv("CANSERVICE_CAR_MODEL_INDEX", "12a");
-    QTest::ignoreMessage(QtWarningMsg,
-                         "CANSERVICE_CAR_MODEL_INDEX: '12a' is not a number (decimal or 0x-hex); using 0");
+    QTest::ignoreMessage(
+        QtWarningMsg,
+        "CANSERVICE_CAR_MODEL_INDEX: '12a' is not a number (decimal or 0x-hex); using 0");
     QCOMPARE(CanBusManager::instance()->getCarModelId(), 94);
     QCOMPARE(CanBusManager::instance()->getQvxCarModelIndex(), 0);
 }

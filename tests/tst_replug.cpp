@@ -189,7 +189,7 @@ void tst_Replug::serviceAnswersAfterReplug()
     QSignalSpy status(&service, &CanServiceBase::notifyCanbusStatus);
     const QByteArray ack = QByteArray::fromHex("5aa501ff1211");
 
-    adapter.write(canservice::frame::build(0x12, QByteArray::fromHex("00000400000000000000")));
+    adapter.write(protocol::build(0x12, QByteArray::fromHex("00000400000000000000")));
     QByteArray received;
     QTRY_VERIFY((received += adapter.readAvailable()).contains(ack));
     QCOMPARE(service.getDoorStatus(), 0x04);
@@ -199,7 +199,7 @@ void tst_Replug::serviceAnswersAfterReplug()
     QVERIFY(adapter.plug());
     QTRY_VERIFY_WITH_TIMEOUT(port->isOpen(), 2500);
 
-    adapter.write(canservice::frame::build(0x12, QByteArray::fromHex("00000800000000000000")));
+    adapter.write(protocol::build(0x12, QByteArray::fromHex("00000800000000000000")));
     received.clear();
     QTRY_VERIFY((received += adapter.readAvailable()).contains(ack));
     QCOMPARE(service.getDoorStatus(), 0x08);

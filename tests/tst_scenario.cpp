@@ -1,6 +1,6 @@
 // The simulator's scenario format: what each line becomes on the wire, and a clear error
 // with the line number for every kind of bad line.
-#include "frame.h"
+#include "protocol.h"
 #include "scenario.h"
 #include "textparse.h"
 #include "wire.h"
@@ -106,7 +106,7 @@ void tst_Scenario::steps_data()
 
     QTest::newRow("frame by name")
         << "0 frame body 00 00 40 00 00 00 00 00 00 00" << ScenarioStep::Frame
-        << canservice::frame::build(0x12, QByteArray::fromHex("00004000000000000000")) << 0x12;
+        << protocol::build(0x12, QByteArray::fromHex("00004000000000000000")) << 0x12;
     QTest::newRow("frame by id") << "0 frame 21 15 01" << ScenarioStep::Frame
                                  << QByteArray::fromHex("5aa502211501"
                                                         "38")
@@ -114,7 +114,7 @@ void tst_Scenario::steps_data()
     QTest::newRow("unknown id, no data")
         << "0 frame 0x55" << ScenarioStep::Frame << QByteArray::fromHex("5aa5005554") << 0x55;
     QTest::newRow("quoted version") << "0 frame version \"V1.02\"" << ScenarioStep::Frame
-                                    << canservice::frame::build(0xF0, "V1.02") << 0xF0;
+                                    << protocol::build(0xF0, "V1.02") << 0xF0;
     QTest::newRow("corrupt: checksum off by one") << "0 corrupt panel 15 01" << ScenarioStep::Frame
                                                   << QByteArray::fromHex("5aa502211501"
                                                                          "39")

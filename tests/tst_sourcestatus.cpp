@@ -95,8 +95,8 @@ void tst_SourceStatus::sources()
     QCOMPARE(frame.left(6).toHex(),
              QByteArray("5aa50e91") + QByteArray(1, char(code)).toHex() + "01");
     QCOMPARE(frame.mid(6, 12), text);
-    QCOMPARE(int(canservice::frame::u8(frame, 18)),
-             int(canservice::frame::checksum(frame.mid(2, 16))));
+    QCOMPARE(int(protocol::u8(frame, 18)),
+             int(protocol::checksum(frame.mid(2, 16))));
     QCOMPARE(h.writes[0].flag, true);
 }
 
@@ -108,7 +108,7 @@ void tst_SourceStatus::logLines()
     LogCapture log;
     h.service->onRadioSourceInformation("FM1", {"87.50", "x"}, 11);
     const QByteArray frame =
-        canservice::frame::build(0x91, QByteArray::fromHex("0001") + "87.50       ");
+        protocol::build(0x91, QByteArray::fromHex("0001") + "87.50       ");
     QCOMPARE(log.messages(), (QStringList{"ttttttttttttttt \"FM1\" (\"87.50\", \"x\") 11",
                                           "src type--> 11", "\"87.50\"", "eeeeee 5 \"38372e3530\"",
                                           "false 19 \"" + frame.toHex() + "\""}));

@@ -172,7 +172,8 @@ int CanHost::run(QCoreApplication &app)
     bool ok = true;
     if (parser.isSet(modelIndex)) {
         if (!qvx::parseNumber(parser.value(modelIndex), &value))
-            return usage(qvx::numberError(QStringLiteral("--model-index"), parser.value(modelIndex)));
+            return usage(
+                qvx::numberError(QStringLiteral("--model-index"), parser.value(modelIndex)));
         CanBusManager::instance()->setQvxCarModelIndex(value);
     }
     if (parser.isSet(modelId)) {
@@ -335,8 +336,9 @@ void CanHost::execute(const tools::HostCommand &c)
         break;
     case HostCommand::Key: {
         const int result = mService->sendAcKey(c.a, c.b);
-        noteSent({{"command", "key"}, {"key", c.a}, {"value", c.b}, {"result", result}},
-                 QStringLiteral("climate key %1 value %2 (result %3)").arg(c.a).arg(c.b).arg(result));
+        noteSent(
+            {{"command", "key"}, {"key", c.a}, {"value", c.b}, {"result", result}},
+            QStringLiteral("climate key %1 value %2 (result %3)").arg(c.a).arg(c.b).arg(result));
         break;
     }
     case HostCommand::Source:

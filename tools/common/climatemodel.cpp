@@ -1,27 +1,31 @@
 #include "climatemodel.h"
 
+#include "protocol.h"
+
 namespace tools {
 
 namespace {
-constexpr int Flags = 0, Air = 1, Seats = 2, Mode = 4, Fan = 5, Left = 6, Right = 7, RearFan = 9,
-              Rear = 10;
+using namespace protocol::climate;
+namespace key = protocol::climatekey;
 // The code each displayed fan level reports on the 0..18 scale.
 constexpr int WideFanCodes[] = {0, 2, 4, 6, 9, 12, 15, 18};
+constexpr int HighestTemperature = 0xFD; // FE and FF are markers
 } // namespace
 
-ClimateModel::ClimateModel(int fanScale) : mState(12, 0), mFanScale(fanScale == 7 ? 7 : 18)
+ClimateModel::ClimateModel(int fanScale)
+    : mState(protocol::len::Climate, 0), mFanScale(fanScale == 7 ? 7 : 18)
 {
     // Switched on, 22 degrees both sides, fan on, air to the face.
     mState[Mode] = 6;
     mState[Fan] = char(mFanScale == 7 ? 2 : 4);
     mState[Left] = 44;
     mState[Right] = 44;
-    mState[Rear] = 44;
+    mState[RearTemp] = 44;
 }
 
 void ClimateModel::setState(const QByteArray &data)
 {
-    if (data.size() == 12)
+    if (data.size() == protocol::len::Climate)
         mState = data;
 }
 
@@ -34,7 +38,7 @@ void ClimateModel::setBit(int byte, int mask, bool on)
 void ClimateModel::step(int byte, int value, int low, int high)
 {
     const int b = quint8(mState.at(byte));
-    const int next = value == 1 ? b + 1 : value == 2 ? b - 1 : b;
+    const int next = value == key::Up ? b + 1 : value == key::Down ? b - 1 : b;
     mState[byte] = char(qBound(low, next, high));
 }
 
@@ -48,7 +52,7 @@ void ClimateModel::stepFan(int value)
     int level = 0;
     while (level < 7 && WideFanCodes[level + 1] <= code)
         ++level;
-    level = qBound(0, level + (value == 1 ? 1 : value == 2 ? -1 : 0), 7);
+    level = qBound(0, level + (value == key::Up ? 1 : value == key::Down ? -1 : 0), 7);
     mState[Fan] = char(WideFanCodes[level]);
 }
 
@@ -56,59 +60,59 @@ bool ClimateModel::apply(int command, int value)
 {
     const bool on = value != 0;
     switch (command) {
-    case 1:
-        setBit(Flags, 0x40, on);
+    case key::Power:
+        setBit(Flags, PowerOff, on);
         return true;
-    case 2:
-        setBit(Flags, 0x01, on);
+    case key::Ac:
+        setBit(Flags, Ac, on);
         return true;
-    case 4:
-        setBit(Flags, 0x10, on);
+    case key::Auto:
+        setBit(Flags, Auto, on);
         return true;
-    case 5:
-        setBit(Seats, 0x10, on);
+    case key::FrontDefrost:
+        setBit(Seats, FrontDefrost, on);
         return true;
-    case 6:
-        setBit(Seats, 0x20, on);
+    case key::RearDefrost:
+        setBit(Seats, RearDefrost, on);
         return true;
-    case 7:
-        setBit(Air, 0x10, on);
+    case key::Inside:
+        setBit(Air, Inside, on);
         return true;
-    case 15:
-        mState[Flags] = char((quint8(mState.at(Flags)) & ~0x0C) | (on ? 0x04 : 0));
+    case key::Dual:
+        mState[Flags] = char((quint8(mState.at(Flags)) & ~DualMask) | (on ? Dual : 0));
         return true;
-    case 8:
+    case key::VentsCode3:
         mState[Mode] = 3;
         return true;
-    case 9:
+    case key::VentsCode5:
         mState[Mode] = 5;
         return true;
-    case 10:
+    case key::VentsCode6:
         mState[Mode] = 6;
         return true;
-    case 33:
+    case key::VentsCode12:
         mState[Mode] = 12;
         return true;
-    case 34:
+    case key::VentsCode11:
         mState[Mode] = 11;
         return true;
-    case 11:
+    case key::Fan:
         stepFan(value);
         return true;
-    case 12:
-        step(Left, value, 0, 0xFD);
+    case key::LeftTemp:
+        step(Left, value, 0, HighestTemperature);
         return true;
-    case 13:
-        step(Right, value, 0, 0xFD);
+    case key::RightTemp:
+        step(Right, value, 0, HighestTemperature);
         return true;
-    case 21:
+    case key::RearFan:
         step(RearFan, value, 0, 7);
         return true;
-    case 22:
-        step(Rear, value, 0, 0xFD);
+    case key::RearTemp:
+        step(RearTemp, value, 0, HighestTemperature);
         return true;
-    case 23:
-        setBit(Flags, 0x20, !(quint8(mState.at(Flags)) & 0x20));
+    case key::RearClimate:
+        setBit(Flags, Rear, !(quint8(mState.at(Flags)) & Rear));
         return true;
     default:
         return false;

@@ -1,6 +1,6 @@
 #include "scenario.h"
 
-#include "frame.h"
+#include "protocol.h"
 #include "textparse.h"
 #include "wire.h"
 
@@ -64,8 +64,7 @@ bool parsePattern(const QList<Token> &words, FramePattern *pattern, QString *err
     }
     if (!parseCommand(words.first().text, true, &pattern->cmd, error))
         return false;
-    const bool answer =
-        pattern->cmd == canservice::frame::Ack || pattern->cmd == canservice::frame::Nak;
+    const bool answer = pattern->cmd == protocol::cmd::Ack || pattern->cmd == protocol::cmd::Nak;
     for (int i = 1; i < words.size(); ++i) {
         const Token &word = words.at(i);
         if (!word.quoted && (word.text == QLatin1String("??"))) {
@@ -124,13 +123,13 @@ bool parseLine(const QList<Token> &words, double previous, ScenarioStep *step, Q
         if (!parseCommand(args.first().text, false, &step->cmd, error) ||
             !parseBytes(args.mid(1), &step->data, error))
             return false;
-        if (step->data.size() > canservice::frame::MaxDataLength) {
+        if (step->data.size() > protocol::MaxDataLength) {
             *error = QStringLiteral("%1 data bytes; a frame holds at most %2")
                          .arg(step->data.size())
-                         .arg(canservice::frame::MaxDataLength);
+                         .arg(protocol::MaxDataLength);
             return false;
         }
-        step->bytes = canservice::frame::build(quint8(step->cmd), step->data);
+        step->bytes = protocol::build(quint8(step->cmd), step->data);
         if (step->corrupt)
             step->bytes[step->bytes.size() - 1] = char(quint8(step->bytes.back()) + 1);
         return true;

@@ -1,7 +1,7 @@
 #include "simulator.h"
 
-#include "frame.h"
 #include "links.h"
+#include "protocol.h"
 #include "textparse.h"
 
 #include <climits>
@@ -10,10 +10,6 @@
 namespace tools {
 
 namespace {
-constexpr int ParseOutMs = 500; // the head unit drops an unfinished frame after this
-constexpr int ClimateCmd = 0x31;
-constexpr int ClimateKeyCmd = 0x3B;
-constexpr int RequestCmd = 0x90;
 
 int msUntil(double seconds, double now)
 {
@@ -32,8 +28,7 @@ AdapterSimulator::AdapterSimulator(AdapterLink *link, QTextStream &out, const Op
         timer->setSingleShot(true);
         timer->setTimerType(Qt::PreciseTimer);
     }
-    mOutParseOut.setInterval(ParseOutMs);
-    mInParseOut.setInterval(ParseOutMs);
+    mWire.start();
     connect(&mStepTimer, &QTimer::timeout, this, &AdapterSimulator::runDueSteps);
     connect(&mSilenceTimer, &QTimer::timeout, this, [this] {
         mOut << "adaptersim: the head unit has not spoken for " << mOptions.hostSilence
@@ -43,16 +38,13 @@ AdapterSimulator::AdapterSimulator(AdapterLink *link, QTextStream &out, const Op
     connect(&mPumpTimer, &QTimer::timeout, this, &AdapterSimulator::pump);
     connect(&mEndTimer, &QTimer::timeout, this, &AdapterSimulator::maybeFinish);
     connect(&mOutParseOut, &QTimer::timeout, this, [this] {
-        const QByteArray dropped = mOutReader.reset();
-        if (!dropped.isEmpty())
-            print(now(), QStringLiteral("   (the head unit drops the unfinished frame %1)")
-                             .arg(hexText(dropped)));
+        onOutItems(mOutReader.poll(wireMs()), 0);
+        armParseOut(mOutParseOut, mOutReader);
         maybeFinish();
     });
     connect(&mInParseOut, &QTimer::timeout, this, [this] {
-        const QByteArray dropped = mInReader.reset();
-        if (!dropped.isEmpty())
-            print(now(), QStringLiteral("<- unfinished frame dropped: %1").arg(hexText(dropped)));
+        onInItems(mInReader.poll(wireMs()));
+        armParseOut(mInParseOut, mInReader);
     });
     connect(mLink, &AdapterLink::received, this, &AdapterSimulator::onReceived);
 }
@@ -145,7 +137,7 @@ void AdapterSimulator::runStep(const ScenarioStep &step)
         }
         if (!step.corrupt) {
             mLastData.insert(step.cmd, step.data);
-            if (step.cmd == ClimateCmd)
+            if (step.cmd == protocol::cmd::Climate)
                 mClimate.setState(step.data);
         }
         send(step.bytes, step.line);
@@ -153,7 +145,7 @@ void AdapterSimulator::runStep(const ScenarioStep &step)
     case ScenarioStep::Raw:
         if (!mOptions.quiet && !mReplay)
             print(now(), QStringLiteral("-> raw %1%2").arg(hexText(step.bytes), where));
-        send(step.bytes, step.line);
+        send(step.bytes, step.line, false);
         break;
     case ScenarioStep::Chunk:
         mChunkSize = step.chunkSize;
@@ -174,15 +166,15 @@ void AdapterSimulator::runStep(const ScenarioStep &step)
     }
 }
 
-void AdapterSimulator::send(const QByteArray &bytes, int line)
+void AdapterSimulator::send(const QByteArray &bytes, int line, bool frame)
 {
     mLastWrite = now();
     double due = std::max(now(), mQueue.isEmpty() ? 0.0 : mQueue.last().due);
     if (mChunkSize <= 0 || bytes.size() <= mChunkSize) {
-        mQueue.append({due, bytes, line});
+        mQueue.append({due, bytes, line, frame});
     } else {
         for (int at = 0; at < bytes.size(); at += mChunkSize) {
-            mQueue.append({due, bytes.mid(at, mChunkSize), line});
+            mQueue.append({due, bytes.mid(at, mChunkSize), line, frame && at == 0});
             due += mChunkGap;
         }
     }
@@ -193,19 +185,12 @@ void AdapterSimulator::pump()
 {
     while (!mQueue.isEmpty() && mQueue.first().due <= now()) {
         const Piece piece = mQueue.takeFirst();
-        if (mOutReader.inFrame() && !mOutParseOut.isActive())
-            mOutParseOut.start();
+        if (piece.beginsFrame && piece.bytes.size() > 3)
+            mBegun.append({mOutOffset, piece.line, now(), protocol::u8(piece.bytes, 3)});
+        mOutOffset += piece.bytes.size();
         mLink->write(piece.bytes);
-        for (const FrameReader::Item &item : mOutReader.feed(piece.bytes)) {
-            if (mReplay && !mOptions.quiet)
-                printReplayed(item);
-            if (item.kind == FrameReader::Item::Skipped)
-                continue;
-            const bool good = item.kind == FrameReader::Item::Frame;
-            if (good)
-                mOutParseOut.stop();
-            mSent.append({piece.line, now(), item.cmd, good});
-        }
+        onOutItems(mOutReader.feed(piece.bytes, wireMs()), piece.line);
+        armParseOut(mOutParseOut, mOutReader);
     }
     if (!mQueue.isEmpty()) {
         mPumpTimer.start(msUntil(mQueue.first().due, now()));
@@ -215,18 +200,56 @@ void AdapterSimulator::pump()
         maybeFinish();
 }
 
+void AdapterSimulator::armParseOut(QTimer &timer, const protocol::Reader &reader)
+{
+    if (reader.parseOutDue() < 0)
+        timer.stop();
+    else
+        timer.start(int(qMax<qint64>(0, reader.parseOutDue() - wireMs())));
+}
+
+// What the head unit made of the bytes written to it: frames it will answer, and frames it
+// will never see because an unfinished one swallowed them.
+void AdapterSimulator::onOutItems(const QList<protocol::Reader::Item> &items, int line)
+{
+    for (const protocol::Reader::Item &item : items) {
+        if (mReplay && !mOptions.quiet)
+            printReplayed(item);
+        switch (item.kind) {
+        case protocol::Reader::Item::Skipped:
+            break;
+        case protocol::Reader::Item::ParseOut:
+            print(now(), QStringLiteral("   (the head unit drops the unfinished frame %1)")
+                             .arg(hexText(item.bytes)));
+            for (const Begun &b : mBegun) {
+                if (b.offset >= item.offset && b.offset < item.offset + item.bytes.size())
+                    mLost.append({b.line, b.time, b.cmd, now()});
+            }
+            break;
+        case protocol::Reader::Item::Frame:
+        case protocol::Reader::Item::BadChecksum:
+            mSent.append({line, now(), item.cmd, item.kind == protocol::Reader::Item::Frame});
+            break;
+        }
+    }
+    while (!mBegun.isEmpty() && mBegun.first().offset < mOutOffset - protocol::MaxDataLength * 64)
+        mBegun.removeFirst(); // long past any frame the reader still holds
+}
+
 // A capture holds chunks, not frames: what was replayed is told once a frame is complete.
-void AdapterSimulator::printReplayed(const FrameReader::Item &item)
+void AdapterSimulator::printReplayed(const protocol::Reader::Item &item)
 {
     switch (item.kind) {
-    case FrameReader::Item::Frame:
+    case protocol::Reader::Item::ParseOut:
+        break;
+    case protocol::Reader::Item::Frame:
         print(now(), QStringLiteral("-> %1").arg(describeAdapterFrame(item.cmd, item.data)));
         break;
-    case FrameReader::Item::BadChecksum:
+    case protocol::Reader::Item::BadChecksum:
         print(now(),
               QStringLiteral("-> corrupt %1").arg(describeAdapterFrame(item.cmd, item.data)));
         break;
-    case FrameReader::Item::Skipped:
+    case protocol::Reader::Item::Skipped:
         print(now(), QStringLiteral("-> noise %1").arg(hexText(item.bytes)));
         break;
     }
@@ -234,33 +257,39 @@ void AdapterSimulator::printReplayed(const FrameReader::Item &item)
 
 void AdapterSimulator::onReceived(const QByteArray &chunk)
 {
-    for (const FrameReader::Item &item : mInReader.feed(chunk)) {
+    onInItems(mInReader.feed(chunk, wireMs()));
+    armParseOut(mInParseOut, mInReader);
+    if (!mStarted && mOptions.waitForHost)
+        begin();
+}
+
+void AdapterSimulator::onInItems(const QList<protocol::Reader::Item> &items)
+{
+    for (const protocol::Reader::Item &item : items) {
         switch (item.kind) {
-        case FrameReader::Item::Frame:
+        case protocol::Reader::Item::Frame:
             onHostFrame(item.cmd, item.data);
             break;
-        case FrameReader::Item::BadChecksum:
+        case protocol::Reader::Item::BadChecksum:
             print(now(),
                   QStringLiteral("<- frame with a bad checksum: %1").arg(hexText(item.bytes)));
             break;
-        case FrameReader::Item::Skipped:
+        case protocol::Reader::Item::Skipped:
             print(now(), QStringLiteral("<- noise: %1").arg(hexText(item.bytes)));
+            break;
+        case protocol::Reader::Item::ParseOut:
+            print(now(),
+                  QStringLiteral("<- unfinished frame dropped: %1").arg(hexText(item.bytes)));
             break;
         }
     }
-    if (mInReader.inFrame())
-        mInParseOut.start();
-    else
-        mInParseOut.stop();
-    if (!mStarted && mOptions.waitForHost)
-        begin();
 }
 
 void AdapterSimulator::onHostFrame(int cmd, const QByteArray &data)
 {
     print(now(), QStringLiteral("<- %1").arg(describeHostFrame(cmd, data)));
-    if (cmd == canservice::frame::Ack || cmd == canservice::frame::Nak)
-        matchAnswer(canservice::frame::u8(data, 0), data, cmd == canservice::frame::Ack);
+    if (cmd == protocol::cmd::Ack || cmd == protocol::cmd::Nak)
+        matchAnswer(protocol::u8(data, protocol::ack::Command), data, cmd == protocol::cmd::Ack);
     else
         ++mOtherFrames;
     mReceived.append({now(), cmd, data});
@@ -306,26 +335,27 @@ void AdapterSimulator::matchAnswer(int cmd, const QByteArray &data, bool ack)
 
 void AdapterSimulator::answer(int cmd, const QByteArray &data)
 {
-    if (cmd == ClimateKeyCmd && data.size() == 2) {
-        if (!mClimate.apply(quint8(data.at(0)), quint8(data.at(1)))) {
+    if (cmd == protocol::cmd::ClimateKey && data.size() == protocol::len::ClimateKey) {
+        if (!mClimate.apply(protocol::u8(data, protocol::climatekey::Command),
+                            protocol::u8(data, protocol::climatekey::Value))) {
             print(now(), QStringLiteral("   (no such climate command here: nothing changes)"));
             return;
         }
         const QByteArray state = mClimate.state();
-        mLastData.insert(ClimateCmd, state);
+        mLastData.insert(protocol::cmd::Climate, state);
         if (!mOptions.quiet)
-            print(now(),
-                  QStringLiteral("-> %1  (answer)").arg(describeAdapterFrame(ClimateCmd, state)));
-        send(canservice::frame::build(ClimateCmd, state), 0);
-    } else if (cmd == RequestCmd && data.size() == 2) {
-        const int wanted = quint8(data.at(0));
+            print(now(), QStringLiteral("-> %1  (answer)")
+                             .arg(describeAdapterFrame(protocol::cmd::Climate, state)));
+        send(protocol::build(protocol::cmd::Climate, state), 0);
+    } else if (cmd == protocol::cmd::Request && data.size() == protocol::len::Request) {
+        const int wanted = protocol::u8(data, protocol::request::First);
         if (!mLastData.contains(wanted))
             return;
         const QByteArray again = mLastData.value(wanted);
         if (!mOptions.quiet)
             print(now(),
                   QStringLiteral("-> %1  (answer)").arg(describeAdapterFrame(wanted, again)));
-        send(canservice::frame::build(quint8(wanted), again), 0);
+        send(protocol::build(quint8(wanted), again), 0);
     }
 }
 
@@ -408,6 +438,14 @@ void AdapterSimulator::summarise()
                                                  : QStringLiteral(" (answer)"));
         }
     }
+    for (const Lost &lost : mLost) {
+        unanswered << QStringLiteral("  not acknowledged: %1 sent at %2 s (line %3): the head "
+                                     "unit dropped it unfinished at %4 s")
+                          .arg(adapterCommandLabel(lost.cmd))
+                          .arg(lost.time, 0, 'f', 3)
+                          .arg(lost.line)
+                          .arg(lost.droppedAt, 0, 'f', 3);
+    }
     int met = 0;
     int failed = 0;
     for (const Expectation &e : mExpectations)
@@ -415,7 +453,7 @@ void AdapterSimulator::summarise()
     const auto count = [](int n, const char *one, const char *many) {
         return QStringLiteral("%1 %2").arg(n).arg(QLatin1String(n == 1 ? one : many));
     };
-    mOut << "summary: " << count(mSent.size(), "frame", "frames") << " sent (" << bad
+    mOut << "summary: " << count(mSent.size() + mLost.size(), "frame", "frames") << " sent (" << bad
          << " with a bad checksum); " << count(mAcks, "ACK", "ACKs") << " and "
          << count(mNaks, "NAK", "NAKs") << " received";
     if (mOtherFrames > 0)

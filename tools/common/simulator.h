@@ -6,6 +6,7 @@
 
 #include "capture.h"
 #include "climatemodel.h"
+#include "reader.h"
 #include "scenario.h"
 #include "wire.h"
 
@@ -58,6 +59,7 @@ private:
         double due;
         QByteArray bytes;
         int line;
+        bool beginsFrame; // the first piece of a frame (not of raw bytes)
     };
     struct Sent
     {
@@ -66,6 +68,21 @@ private:
         int cmd;
         bool good;
         bool answered = false;
+    };
+    // A frame the head unit never completed: swallowed by an unfinished one and dropped.
+    struct Lost
+    {
+        int line;
+        double time;
+        int cmd;
+        double droppedAt;
+    };
+    struct Begun // where a written frame begins in the stream to the head unit
+    {
+        qint64 offset;
+        int line;
+        double time;
+        int cmd;
     };
     struct Received
     {
@@ -86,9 +103,13 @@ private:
     void begin();
     void runDueSteps();
     void runStep(const ScenarioStep &step);
-    void send(const QByteArray &bytes, int line);
+    void send(const QByteArray &bytes, int line, bool frame = true);
     void pump();
-    void printReplayed(const FrameReader::Item &item);
+    void printReplayed(const protocol::Reader::Item &item);
+    void onOutItems(const QList<protocol::Reader::Item> &items, int line);
+    void onInItems(const QList<protocol::Reader::Item> &items);
+    qint64 wireMs() const { return mWire.elapsed(); }
+    void armParseOut(QTimer &timer, const protocol::Reader &reader);
     void onReceived(const QByteArray &chunk);
     void onHostFrame(int cmd, const QByteArray &data);
     void answer(int cmd, const QByteArray &data);
@@ -123,9 +144,13 @@ private:
     QList<Piece> mQueue;
     QTimer mPumpTimer;
 
-    FrameReader mOutReader; // the stream as the head unit parses it
+    QElapsedTimer mWire;         // the readers' clock, running from construction
+    protocol::Reader mOutReader; // the stream as the head unit parses it
     QTimer mOutParseOut;
-    FrameReader mInReader;
+    qint64 mOutOffset = 0;
+    QList<Begun> mBegun;
+    QList<Lost> mLost;
+    protocol::Reader mInReader;
     QTimer mInParseOut;
     QList<Sent> mSent;
     QList<Received> mReceived;

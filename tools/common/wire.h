@@ -30,33 +30,4 @@ QString describeHostFrame(int cmd, const QByteArray &data);
 // An adapter frame: its name and data bytes.
 QString describeAdapterFrame(int cmd, const QByteArray &data);
 
-// Assembles frames from a byte stream the way the head unit does (5A, anything up to A5,
-// LEN, CMD, data, CHK), but keeps what it skipped so a tool can report it.
-class FrameReader
-{
-public:
-    struct Item
-    {
-        enum Kind { Frame, BadChecksum, Skipped };
-        Kind kind;
-        int cmd = -1;
-        QByteArray data;
-        QByteArray bytes; // everything the item consumed, header included
-    };
-
-    QList<Item> feed(const QByteArray &chunk);
-    // Drops an unfinished frame; returns its bytes (empty when there was none).
-    QByteArray reset();
-    bool inFrame() const { return mState != WaitHeader1; }
-
-private:
-    enum State { WaitHeader1, WaitHeader2, WaitLen, WaitCmd, WaitData, WaitChecksum };
-    State mState = WaitHeader1;
-    QByteArray mBytes;
-    QByteArray mSkipped;
-    QByteArray mData;
-    int mLen = 0;
-    int mCmd = 0;
-};
-
 } // namespace tools

@@ -1,0 +1,218 @@
+// The protocol module and the link: checksum, every frame the link sends byte for byte, and
+// the reader that the tools use to know what the head unit made of a stream.
+#include "testsupport.h"
+
+#include "reader.h"
+
+using protocol::build;
+using protocol::Reader;
+
+class tst_Protocol : public QObject
+{
+    Q_OBJECT
+private slots:
+    void checksum_data();
+    void checksum();
+    void build_data();
+    void build();
+    void fieldReads();
+    void controlFrames_data();
+    void controlFrames();
+    void toStringForms();
+    void reader_data();
+    void reader();
+    void readerSplitAnywhere();
+    void readerParseOut();
+};
+
+void tst_Protocol::checksum_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<int>("expected");
+    QTest::newRow("empty") << QByteArray() << 0xFF;
+    QTest::newRow("ack for 0x11") << QByteArray::fromHex("01ff11") << 0x10;
+    QTest::newRow("car select 5") << QByteArray::fromHex("022a05ff") << 0x2F;
+    QTest::newRow("wraps") << QByteArray::fromHex("808001") << 0x00;
+    QTest::newRow("all 0xff") << QByteArray(255, char(0xFF)) << ((255 * 255 - 1) & 0xFF);
+}
+
+void tst_Protocol::checksum()
+{
+    QFETCH(QByteArray, body);
+    QFETCH(int, expected);
+    QCOMPARE(int(protocol::checksum(body)), expected);
+    ServiceHarness h;
+    QCOMPARE(h.service->getCheckSum(body), expected);
+}
+
+void tst_Protocol::build_data()
+{
+    QTest::addColumn<int>("cmd");
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QByteArray>("expected");
+    QTest::newRow("ack 0x00") << 0xFF << QByteArray(1, 0) << QByteArray::fromHex("5aa501ff00ff");
+    QTest::newRow("nak 0x00") << 0xFE << QByteArray(1, 0) << QByteArray::fromHex("5aa501fe00fe");
+    QTest::newRow("ack 0x2a") << 0xFF << QByteArray(1, 0x2A) << QByteArray::fromHex("5aa501ff2a29");
+    QTest::newRow("nak 0x2a") << 0xFE << QByteArray(1, 0x2A) << QByteArray::fromHex("5aa501fe2a28");
+    QTest::newRow("no data") << 0x55 << QByteArray() << QByteArray::fromHex("5aa5005554");
+}
+
+void tst_Protocol::build()
+{
+    QFETCH(int, cmd);
+    QFETCH(QByteArray, data);
+    QFETCH(QByteArray, expected);
+    QCOMPARE(protocol::build(quint8(cmd), data).toHex(), expected.toHex());
+}
+
+void tst_Protocol::fieldReads()
+{
+    const QByteArray data = QByteArray::fromHex("ff80017fff");
+    QCOMPARE(int(protocol::u8(data, 0)), 0xFF);
+    QCOMPARE(int(protocol::u8(data, 5)), 0); // outside the array
+    QCOMPARE(int(protocol::u8(data, -1)), 0);
+    QCOMPARE(protocol::be16(data, 0), 0xFF80);
+    QCOMPARE(protocol::be24(data, 1), 0x80017F);
+    QVERIFY(protocol::notAvailable(data, 4, 1));
+    QVERIFY(!protocol::notAvailable(data, 0, 2));
+}
+
+void tst_Protocol::controlFrames_data()
+{
+    QTest::addColumn<QString>("call");
+    QTest::addColumn<int>("a");
+    QTest::addColumn<int>("b");
+    QTest::addColumn<QByteArray>("expected");
+    QTest::newRow("start, index 5") << "start" << 5 << 0 << QByteArray::fromHex("5aa5022a05ff2f");
+    QTest::newRow("start, index 0x105 sends the low byte")
+        << "start" << 0x105 << 0 << QByteArray::fromHex("5aa5022a05ff2f");
+    QTest::newRow("start, index 0x123")
+        << "start" << 0x123 << 0 << QByteArray::fromHex("5aa5022a23ff4d");
+    QTest::newRow("request 0x31 0x00")
+        << "request" << 0x31 << 0x00 << QByteArray::fromHex("5aa502903100c2");
+    QTest::newRow("request low bytes")
+        << "request" << 0x1FF << 0x234 << QByteArray::fromHex("5aa50290ff34c4");
+    QTest::newRow("sendStart") << "sendStart" << 0 << 0 << QByteArray::fromHex("5aa5036005051a86");
+}
+
+void tst_Protocol::controlFrames()
+{
+    QFETCH(QString, call);
+    QFETCH(int, a);
+    QFETCH(int, b);
+    QFETCH(QByteArray, expected);
+
+    ServiceHarness h;
+    QVERIFY(h.writes.isEmpty()); // construction sends nothing
+    if (call == "start") {
+        CanBusManager::instance()->setQvxCarModelIndex(a);
+        h.service->start();
+    } else if (call == "request") {
+        QCOMPARE(h.service->request(a, b), 0);
+    } else {
+        h.service->sendStart();
+    }
+    QCOMPARE(h.writes.size(), 1);
+    QCOMPARE(h.writes[0].bytes.toHex(), expected.toHex());
+    QCOMPARE(h.writes[0].flag, true);
+}
+
+void tst_Protocol::toStringForms()
+{
+    ServiceHarness h;
+    QByteArray bytes = QByteArray::fromHex("00ff");
+    QCOMPARE(h.service->toString(bytes), QStringLiteral("00 ff "));
+    bytes = QByteArray::fromHex("5aa5");
+    QCOMPARE(h.service->toString(bytes), QStringLiteral("5a a5 "));
+    bytes.clear();
+    QCOMPARE(h.service->toString(bytes), QString());
+    QCOMPARE(h.service->toString((unsigned char)0xAB), QStringLiteral("ab"));
+    QCOMPARE(h.service->toString((unsigned char)0x0A), QStringLiteral("0a"));
+}
+
+// Each chunk is "<ms> <hex>"; items are kind letters: F frame, B bad checksum, S skipped,
+// P parse-out, each with the bytes it took.
+void tst_Protocol::reader_data()
+{
+    QTest::addColumn<QStringList>("chunks");
+    QTest::addColumn<QStringList>("items");
+    QTest::newRow("one frame") << QStringList{"0 5aa5022a05ff2f"}
+                               << QStringList{"F 5aa5022a05ff2f"};
+    QTest::newRow("bad checksum") << QStringList{"0 5aa5022a05ff30"}
+                                  << QStringList{"B 5aa5022a05ff30"};
+    QTest::newRow("noise first") << QStringList{"0 00115aa50221150138"}
+                                 << QStringList{"S 0011", "F 5aa50221150138"};
+    QTest::newRow("bytes between the header bytes")
+        << QStringList{"0 5a1122a5022a05ff2f"} << QStringList{"F 5a1122a5022a05ff2f"};
+    QTest::newRow("trailing noise")
+        << QStringList{"0 5aa501f05646a501"} << QStringList{"F 5aa501f05646", "S a501"};
+    // A LEN 0 frame swallows what follows; only a chunk that finds it unfinished arms the
+    // 500 ms timer, and its firing drops everything.
+    QTest::newRow("LEN 0 swallows a later frame")
+        << QStringList{"0 5aa5005554", "100 5aa50221150138", "600 5aa50221150138"}
+        << QStringList{"P 5aa50055545aa50221150138", "F 5aa50221150138"};
+    QTest::newRow("LEN 0 alone is never dropped")
+        << QStringList{"0 5aa5005554", "10000 5aa50221150138"} << QStringList{};
+    QTest::newRow("a frame completed in one chunk arms nothing")
+        << QStringList{"0 5aa502211501385aa5", "400 0221150138", "600 5aa5"}
+        << QStringList{"F 5aa50221150138", "F 5aa50221150138"};
+    QTest::newRow("a bad checksum leaves the timer running")
+        << QStringList{"0 5aa502", "100 211501395aa5", "600 0221150138"}
+        << QStringList{"B 5aa50221150139", "P 5aa5", "S 0221150138"};
+}
+
+void tst_Protocol::reader()
+{
+    QFETCH(QStringList, chunks);
+    QFETCH(QStringList, items);
+    Reader r;
+    QStringList seen;
+    QByteArray consumed;
+    for (const QString &chunk : chunks) {
+        const QStringList parts = chunk.split(' ');
+        for (const Reader::Item &item :
+             r.feed(QByteArray::fromHex(parts.at(1).toLatin1()), parts.at(0).toLongLong())) {
+            seen << QStringLiteral("%1 %2").arg(QChar("FBSP"[item.kind]),
+                                                QString::fromLatin1(item.bytes.toHex()));
+        }
+    }
+    QCOMPARE(seen, items);
+}
+
+void tst_Protocol::readerSplitAnywhere()
+{
+    const QByteArray frame =
+        protocol::build(protocol::cmd::Tyres, QByteArray(protocol::len::Tyres, 0x11));
+    for (int cut = 1; cut < frame.size(); ++cut) {
+        Reader r;
+        QVERIFY(r.feed(frame.left(cut), 0).isEmpty());
+        QVERIFY(r.inFrame());
+        const QList<Reader::Item> items = r.feed(frame.mid(cut), 499);
+        QCOMPARE(items.size(), 1);
+        QCOMPARE(items.first().kind, Reader::Item::Frame);
+        QCOMPARE(items.first().cmd, int(protocol::cmd::Tyres));
+        QCOMPARE(r.parseOutDue(), qint64(-1));
+    }
+}
+
+// The offsets say which written bytes a dropped frame held; poll() fires the timer alone.
+void tst_Protocol::readerParseOut()
+{
+    Reader r;
+    QCOMPARE(r.feed(QByteArray::fromHex("00"), 0).first().offset, qint64(0));
+    r.feed(QByteArray::fromHex("5aa5005554"), 0);
+    QVERIFY(r.swallowing());
+    QCOMPARE(r.parseOutDue(), qint64(-1));
+    r.feed(QByteArray::fromHex("aa"), 50);
+    QCOMPARE(r.parseOutDue(), qint64(550));
+    QVERIFY(r.poll(549).isEmpty());
+    const QList<Reader::Item> dropped = r.poll(550);
+    QCOMPARE(dropped.size(), 1);
+    QCOMPARE(dropped.first().offset, qint64(1));
+    QCOMPARE(dropped.first().bytes, QByteArray::fromHex("5aa5005554aa"));
+    QCOMPARE(dropped.first().timeMs, qint64(550));
+    QVERIFY(!r.inFrame());
+}
+
+QTEST_GUILESS_MAIN(tst_Protocol)
+#include "tst_protocol.moc"
