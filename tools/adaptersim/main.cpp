@@ -3,6 +3,7 @@
 #include "capture.h"
 #include "links.h"
 #include "number.h"
+#include "quitsignals.h"
 #include "scenario.h"
 #include "simulator.h"
 #include "textparse.h"

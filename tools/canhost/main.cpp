@@ -4,7 +4,7 @@
 #include "canservicebase.h"
 #include "hostcommands.h"
 #include "hostevents.h"
-#include "links.h"
+#include "quitsignals.h"
 #include "number.h"
 #include "serialport.h"
 

@@ -33,15 +33,9 @@
 #include <QList>
 #include <QString>
 
-namespace tools {
+#include "textparse.h"
 
-struct ParseError
-{
-    int line = 0;
-    QString message;
-    // "<file>:<line>: <message>"
-    QString toString(const QString &file) const;
-};
+namespace tools {
 
 struct FramePattern
 {

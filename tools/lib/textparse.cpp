@@ -7,6 +7,12 @@
 
 namespace tools {
 
+QString ParseError::toString(const QString &file) const
+{
+    return QStringLiteral("%1:%2: %3").arg(file).arg(line).arg(message);
+}
+
+
 bool tokenize(const QString &line, QList<Token> *tokens, QString *error)
 {
     tokens->clear();

@@ -8,7 +8,7 @@
 // seconds since the recording started (never decreasing), rx for bytes the head unit
 // received from the adapter, tx for bytes it wrote, then the bytes as hexadecimal pairs.
 
-#include "scenario.h"
+#include "textparse.h"
 
 #include <QByteArray>
 #include <QList>

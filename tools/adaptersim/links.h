@@ -71,7 +71,4 @@ private:
     QSerialPort *mPort = nullptr;
 };
 
-// Calls `quit` on the event loop when SIGINT or SIGTERM arrives.
-void onQuitSignals(QObject *context, std::function<void()> quit);
-
 } // namespace tools

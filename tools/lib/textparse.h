@@ -9,6 +9,15 @@
 
 namespace tools {
 
+struct ParseError
+{
+    int line = 0;
+    QString message;
+    // "<file>:<line>: <message>"
+    QString toString(const QString &file) const;
+};
+
+
 struct Token
 {
     QString text;

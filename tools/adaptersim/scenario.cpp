@@ -8,11 +8,6 @@
 
 namespace tools {
 
-QString ParseError::toString(const QString &file) const
-{
-    return QStringLiteral("%1:%2: %3").arg(file).arg(line).arg(message);
-}
-
 bool FramePattern::matches(int frameCmd, const QByteArray &frameData) const
 {
     if (frameCmd != cmd || frameData.size() < data.size())
