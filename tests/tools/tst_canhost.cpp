@@ -101,9 +101,9 @@ void tst_CanHost::badCommands_data()
     QTest::newRow("key without code") << "key"
                                       << "usage: key <code|name> [value]";
     QTest::newRow("unknown key name") << "key heat"
-                                      << "'heat' is neither a key code nor a key name";
+                                      << "'heat' is not a key code or name";
     QTest::newRow("bad value") << "key 2 x"
-                               << "'x' is not a number";
+                               << "'x' is not a key value";
     QTest::newRow("request out of range") << "request 300 0"
                                           << "0 to 255";
     QTest::newRow("request short") << "request 1"
