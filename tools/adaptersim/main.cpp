@@ -60,7 +60,7 @@ int run(QCoreApplication &app, QTextStream &out, QTextStream &err)
         return 2;
     }
     if (parser.isSet(helpOption)) {
-        out << parser.helpText();
+        out << parser.helpText() << '\n' << tools::Scenario::help();
         return 0;
     }
     const auto usage = [&err](const QString &why) {

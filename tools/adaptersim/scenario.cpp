@@ -79,6 +79,104 @@ bool parsePattern(const QList<Token> &words, FramePattern *pattern, QString *err
     return true;
 }
 
+using Args = QList<Token>;
+
+bool parseFrame(const QString &action, const Args &args, ScenarioStep *step, QString *error)
+{
+    if (args.isEmpty()) {
+        *error = QStringLiteral("%1 needs a command").arg(action);
+        return false;
+    }
+    step->kind = ScenarioStep::Frame;
+    step->corrupt = action == QLatin1String("corrupt");
+    if (!parseCommand(args.first().text, false, &step->cmd, error) ||
+        !parseBytes(args.mid(1), &step->data, error))
+        return false;
+    if (step->data.size() > protocol::MaxDataLength) {
+        *error = QStringLiteral("%1 data bytes; a frame holds at most %2")
+                     .arg(step->data.size())
+                     .arg(protocol::MaxDataLength);
+        return false;
+    }
+    step->bytes = protocol::build(quint8(step->cmd), step->data);
+    if (step->corrupt)
+        step->bytes[step->bytes.size() - 1] = char(quint8(step->bytes.back()) + 1);
+    return true;
+}
+
+bool parseRaw(const QString &, const Args &args, ScenarioStep *step, QString *error)
+{
+    step->kind = ScenarioStep::Raw;
+    if (!parseBytes(args, &step->bytes, error))
+        return false;
+    if (step->bytes.isEmpty()) {
+        *error = QStringLiteral("raw needs at least one byte");
+        return false;
+    }
+    return true;
+}
+
+bool parseChunk(const QString &, const Args &args, ScenarioStep *step, QString *error)
+{
+    step->kind = ScenarioStep::Chunk;
+    const bool ok = parseInt(args.value(0).text, &step->chunkSize);
+    if (args.isEmpty() || args.size() > 2 || !ok || step->chunkSize < 0) {
+        *error = QStringLiteral("chunk takes a size in bytes (0 for whole writes) and an "
+                                "optional gap in seconds");
+        return false;
+    }
+    step->chunkGap = 0.05;
+    if (args.size() == 2 && !parseSeconds(args.at(1).text, &step->chunkGap)) {
+        *error = QStringLiteral("'%1' is not a gap in seconds").arg(args.at(1).text);
+        return false;
+    }
+    return true;
+}
+
+bool parseExpect(const QString &, const Args &args, ScenarioStep *step, QString *error)
+{
+    step->kind = ScenarioStep::Expect;
+    if (args.isEmpty() || !parseSeconds(args.first().text, &step->within)) {
+        *error = QStringLiteral("expect takes the seconds to wait, then a head-unit command");
+        return false;
+    }
+    return parsePattern(args.mid(1), &step->pattern, error);
+}
+
+bool parseEnd(const QString &, const Args &args, ScenarioStep *step, QString *error)
+{
+    step->kind = ScenarioStep::End;
+    if (!args.isEmpty()) {
+        *error = QStringLiteral("end takes nothing");
+        return false;
+    }
+    return true;
+}
+
+struct Action
+{
+    const char *name;
+    bool (*parse)(const QString &action, const Args &args, ScenarioStep *step, QString *error);
+    const char *usage;
+    const char *help;
+};
+
+// Every action of a scenario line; adaptersim --help prints this table.
+const Action Actions[] = {
+    {"frame", parseFrame, "frame <command> <bytes...>", "a well-formed adapter frame"},
+    {"corrupt", parseFrame, "corrupt <command> <bytes...>",
+     "the same frame with its checksum off by one"},
+    {"raw", parseRaw, "raw <bytes...>", "bytes exactly as given: noise, a cut-off frame"},
+    {"chunk", parseChunk, "chunk <size> [<gap>]",
+     "from here on write in pieces of <size> bytes, <gap> seconds apart (default 0.05); "
+     "chunk 0 writes whole"},
+    {"expect", parseExpect, "expect <within> <command> [<bytes...>]",
+     "a head-unit frame whose data begins with <bytes> (?? matches any byte; after ack or nak "
+     "an adapter command name may stand for its id) must arrive after the previous write "
+     "and at most <within> seconds after this line's time"},
+    {"end", parseEnd, "end", "the scenario lasts until here"},
+};
+
 bool parseLine(const QList<Token> &words, double previous, ScenarioStep *step, QString *error)
 {
     if (words.at(0).quoted) {
@@ -106,72 +204,15 @@ bool parseLine(const QList<Token> &words, double previous, ScenarioStep *step, Q
         return false;
     }
     const QString action = words.at(1).text;
-    const QList<Token> args = words.mid(2);
-
-    if (action == QLatin1String("frame") || action == QLatin1String("corrupt")) {
-        if (args.isEmpty()) {
-            *error = QStringLiteral("%1 needs a command").arg(action);
-            return false;
-        }
-        step->kind = ScenarioStep::Frame;
-        step->corrupt = action == QLatin1String("corrupt");
-        if (!parseCommand(args.first().text, false, &step->cmd, error) ||
-            !parseBytes(args.mid(1), &step->data, error))
-            return false;
-        if (step->data.size() > protocol::MaxDataLength) {
-            *error = QStringLiteral("%1 data bytes; a frame holds at most %2")
-                         .arg(step->data.size())
-                         .arg(protocol::MaxDataLength);
-            return false;
-        }
-        step->bytes = protocol::build(quint8(step->cmd), step->data);
-        if (step->corrupt)
-            step->bytes[step->bytes.size() - 1] = char(quint8(step->bytes.back()) + 1);
-        return true;
+    for (const Action &a : Actions) {
+        if (action == QLatin1String(a.name))
+            return a.parse(action, words.mid(2), step, error);
     }
-    if (action == QLatin1String("raw")) {
-        step->kind = ScenarioStep::Raw;
-        if (!parseBytes(args, &step->bytes, error))
-            return false;
-        if (step->bytes.isEmpty()) {
-            *error = QStringLiteral("raw needs at least one byte");
-            return false;
-        }
-        return true;
-    }
-    if (action == QLatin1String("chunk")) {
-        step->kind = ScenarioStep::Chunk;
-        const bool ok = parseInt(args.value(0).text, &step->chunkSize);
-        if (args.isEmpty() || args.size() > 2 || !ok || step->chunkSize < 0) {
-            *error = QStringLiteral("chunk takes a size in bytes (0 for whole writes) and an "
-                                    "optional gap in seconds");
-            return false;
-        }
-        step->chunkGap = 0.05;
-        if (args.size() == 2 && !parseSeconds(args.at(1).text, &step->chunkGap)) {
-            *error = QStringLiteral("'%1' is not a gap in seconds").arg(args.at(1).text);
-            return false;
-        }
-        return true;
-    }
-    if (action == QLatin1String("expect")) {
-        step->kind = ScenarioStep::Expect;
-        if (args.isEmpty() || !parseSeconds(args.first().text, &step->within)) {
-            *error = QStringLiteral("expect takes the seconds to wait, then a head-unit command");
-            return false;
-        }
-        return parsePattern(args.mid(1), &step->pattern, error);
-    }
-    if (action == QLatin1String("end")) {
-        step->kind = ScenarioStep::End;
-        if (!args.isEmpty()) {
-            *error = QStringLiteral("end takes nothing");
-            return false;
-        }
-        return true;
-    }
+    QStringList names;
+    for (const Action &a : Actions)
+        names << QLatin1String(a.name);
     *error =
-        QStringLiteral("unknown action '%1' (frame, corrupt, raw, chunk, expect, end)").arg(action);
+        QStringLiteral("unknown action '%1' (%2)").arg(action, names.join(QStringLiteral(", ")));
     return false;
 }
 
@@ -207,6 +248,46 @@ bool Scenario::parse(const QString &text, Scenario *scenario, ParseError *error)
         scenario->steps.append(step);
     }
     return true;
+}
+
+QString Scenario::help()
+{
+    const auto names = [](protocol::Direction direction) {
+        QStringList out;
+        int n = 0;
+        const protocol::Command *table = protocol::commands(&n);
+        for (int i = 0; i < n; ++i) {
+            if (table[i].direction == direction)
+                out << QStringLiteral("%1 %2")
+                           .arg(QLatin1String(table[i].name))
+                           .arg(table[i].id, 2, 16, QLatin1Char('0'));
+        }
+        return out.join(QStringLiteral(", "));
+    };
+    QString text =
+        QStringLiteral(
+            "scenario: one step a line, '<time> <action> [arguments]'; # starts a comment.\n"
+            "<time> is seconds from the start (1.5) or after the previous line (+0.2). Command "
+            "ids\n"
+            "and data bytes are hexadecimal (5a, 0x5a, or pairs such as 5aa5ff); a quoted word\n"
+            "(\"V1.02\") stands for its UTF-8 bytes; sizes are decimal or 0x-hex.\n"
+            "adapter commands: %1\n"
+            "head-unit commands: %2\n"
+            "actions:\n")
+            .arg(names(protocol::ToHeadUnit), names(protocol::ToAdapter));
+    for (const Action &a : Actions) {
+        text += QStringLiteral("  %1\n").arg(QLatin1String(a.usage));
+        QString line = QStringLiteral("     ");
+        for (const QString &word : QString::fromLatin1(a.help).split(QLatin1Char(' '))) {
+            if (line.size() + word.size() >= 88) {
+                text += line + QLatin1Char('\n');
+                line = QStringLiteral("     ");
+            }
+            line += QLatin1Char(' ') + word;
+        }
+        text += line + QLatin1Char('\n');
+    }
+    return text;
 }
 
 double Scenario::duration() const
