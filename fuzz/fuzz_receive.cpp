@@ -48,7 +48,7 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
         }
     }
     // The service's timers run on a clock that moves only when an input says so.
-    QCoreApplication::setEventDispatcher(new fuzzdriver::VirtualClock);
+    QCoreApplication::setEventDispatcher(new qvxtest::VirtualClock);
     static QCoreApplication app(*argc, *argv);
     sPlugin = new QPluginLoader(QStringLiteral(QVX_PLUGIN_PATH));
     if (!sPlugin->load()) {

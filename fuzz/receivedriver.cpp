@@ -29,6 +29,8 @@
 
 namespace fuzzdriver {
 
+using qvxtest::VirtualClock;
+
 namespace {
 
 constexpr int MaxProblems = 20;

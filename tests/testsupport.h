@@ -6,6 +6,7 @@
 #include "protocol.h"
 #include "serialport.h"
 #include "simpleservice.h"
+#include "virtualclock.h"
 
 #include <QList>
 #include <QPair>
@@ -131,3 +132,14 @@ struct ServiceHarness
     canservice::SerialPort *port = nullptr;
     QList<Write> writes;
 };
+
+// main() for a test whose timers run on a clock it moves itself: the service keeps its
+// QTimers, and VirtualClock::instance()->advance(ms) fires them in deadline order.
+#define QVX_VIRTUAL_TIME_MAIN(TestObject)                                                        \
+    int main(int argc, char *argv[])                                                           \
+    {                                                                                          \
+        QCoreApplication::setEventDispatcher(new qvxtest::VirtualClock);                       \
+        QCoreApplication app(argc, argv);                                                      \
+        TestObject test;                                                                       \
+        return QTest::qExec(&test, argc, argv);                                                \
+    }

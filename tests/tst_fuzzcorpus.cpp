@@ -59,7 +59,7 @@ void tst_FuzzCorpus::replay()
 int main(int argc, char **argv)
 {
     // The seeds let time pass: the service's timers must run on the driver's clock.
-    QCoreApplication::setEventDispatcher(new fuzzdriver::VirtualClock);
+    QCoreApplication::setEventDispatcher(new qvxtest::VirtualClock);
     QCoreApplication app(argc, argv);
     tst_FuzzCorpus test;
     QTEST_SET_MAIN_SOURCE_PATH

@@ -3,7 +3,7 @@
 #include <QCoreApplication>
 #include <QTimerEvent>
 
-namespace fuzzdriver {
+namespace qvxtest {
 
 VirtualClock *VirtualClock::instance()
 {
@@ -94,4 +94,4 @@ int VirtualClock::remainingTime(int timerId)
     return -1;
 }
 
-} // namespace fuzzdriver
+} // namespace qvxtest

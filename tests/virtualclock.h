@@ -5,12 +5,12 @@
 // fire when advance() carries the clock past their deadline, in deadline order.
 //
 // Install it before the application object exists:
-//     QCoreApplication::setEventDispatcher(new fuzzdriver::VirtualClock);
+//     QCoreApplication::setEventDispatcher(new qvxtest::VirtualClock);
 
 #include <QAbstractEventDispatcher>
 #include <QList>
 
-namespace fuzzdriver {
+namespace qvxtest {
 
 class VirtualClock : public QAbstractEventDispatcher
 {
@@ -50,4 +50,4 @@ private:
     qint64 mNow = 0;
 };
 
-} // namespace fuzzdriver
+} // namespace qvxtest
