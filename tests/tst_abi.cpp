@@ -152,10 +152,6 @@ class tst_Abi : public QObject
     Q_OBJECT
 private slots:
     void initTestCase();
-    void memberOffsets_data();
-    void memberOffsets();
-    void recordSizes_data();
-    void recordSizes();
     void vtableSlots_data();
     void vtableSlots();
 };
@@ -169,48 +165,6 @@ void tst_Abi::initTestCase()
 #endif
 }
 
-void tst_Abi::memberOffsets_data()
-{
-    QTest::addColumn<qulonglong>("actual");
-    QTest::addColumn<qulonglong>("expected");
-#define QVX_ROW_OFFSET(T, m, x86_64, armhf)                                                        \
-    QTest::newRow(#T "::" #m) << qulonglong(offsetof(T, m)) << qulonglong(QVX_ABI(x86_64, armhf));
-    QVX_RECORD_MEMBERS(QVX_ROW_OFFSET)
-#undef QVX_ROW_OFFSET
-}
-
-void tst_Abi::memberOffsets()
-{
-    QFETCH(qulonglong, actual);
-    QFETCH(qulonglong, expected);
-    QCOMPARE(actual, expected);
-}
-
-void tst_Abi::recordSizes_data()
-{
-    QTest::addColumn<qulonglong>("size");
-    QTest::addColumn<qulonglong>("expectedSize");
-    QTest::addColumn<qulonglong>("align");
-    QTest::addColumn<qulonglong>("expectedAlign");
-#define QVX_ROW_SIZE(T, size64, align64, size32, align32)                                          \
-    QTest::newRow(#T) << qulonglong(sizeof(T)) << qulonglong(QVX_ABI(size64, size32))              \
-                      << qulonglong(alignof(T)) << qulonglong(QVX_ABI(align64, align32));
-    QVX_RECORD_SIZES(QVX_ROW_SIZE)
-#undef QVX_ROW_SIZE
-}
-
-void tst_Abi::recordSizes()
-{
-    QFETCH(qulonglong, size);
-    QFETCH(qulonglong, expectedSize);
-    QFETCH(qulonglong, align);
-    QFETCH(qulonglong, expectedAlign);
-    QCOMPARE(size, expectedSize);
-    QCOMPARE(align, expectedAlign);
-}
-
-// Slots count from the start of the table: QObject's own virtuals take 0 to 11 in Qt 5, the
-// same on both ABIs. A sample spread over the interface, first and last included.
 void tst_Abi::vtableSlots_data()
 {
     QTest::addColumn<int>("actual");

@@ -1,5 +1,4 @@
-// The service as the host finds it right after construction, and what the interface's
-// defaults answer for everything the service leaves alone.
+// The service as the host finds it right after construction.
 #include "testsupport.h"
 
 #include <cstring>
@@ -9,7 +8,6 @@ class tst_Lifecycle : public QObject
     Q_OBJECT
 private slots:
     void initialState();
-    void interfaceDefaults();
     void carSettingDataBytes();
     void recordsStartEmpty();
 };
@@ -44,64 +42,6 @@ void tst_Lifecycle::initialState()
     QCOMPARE(s->getRotate(), 0);
     QCOMPARE(s->getCoolantTemp(), 0);
     QVERIFY(s->version().isEmpty());
-}
-
-void tst_Lifecycle::interfaceDefaults()
-{
-    ServiceHarness h;
-    CanServiceBase *s = h.service.get();
-    QCOMPARE(s->getSpeed(), 0.0f);
-    QVERIFY(s->getSpeedUnit().isNull());
-    QVERIFY(s->getTemperatureStr().isNull());
-    QCOMPARE(s->getTemperature(), -1.0f);
-    QVERIFY(!s->getTemperatureUnit().isNull() && s->getTemperatureUnit().isEmpty());
-    QCOMPARE(s->getTimeAllMileage(), -1.0f);
-    QCOMPARE(s->getOilAllMileage(), -1.0f);
-    QCOMPARE(s->requestMaintenanceData(), -1);
-    QCOMPARE(s->setSettings(1, 2), -1);
-    QCOMPARE(s->getEarGlonass(), -1);
-    QCOMPARE(s->getMileageUnits(), -1);
-    QCOMPARE(s->flushDebugFile(), -1);
-    QCOMPARE(s->isRadarStatus(), 1);
-    QCOMPARE(s->getAcShowRequest(), -1);
-    QCOMPARE(s->getAcAirClearStatus(), -1);
-    QCOMPARE(s->sendCarSettingKey(1, 1), -1);
-    QCOMPARE(s->sendCameraKey(1, CameraData{1, 2}), -1);
-    QCOMPARE(s->getManualClimateMode(), -1);
-    QCOMPARE(s->getDualControllableState(), 1);
-    QCOMPARE(s->getCameraMode(), -1);
-    QCOMPARE(s->getAmbientStatus(), 1);
-    QCOMPARE(s->getCanDrivingPosition(), -1);
-    for (QString title :
-         {s->getDrivingDataTitle1(), s->getDrivingDataTitle2(), s->getDrivingDataTitle3()})
-        QVERIFY(!title.isNull() && title.isEmpty());
-    VehicleMaintenanceData maintenance;
-    maintenance.item1 = "kept";
-    QCOMPARE(s->getMaintenanceData(maintenance), -1);
-    QCOMPARE(maintenance.item1, QStringLiteral("kept"));
-    UnitData units;
-    units.distance = 7;
-    QCOMPARE(s->getUnitData(units), -1);
-    QCOMPARE(units.distance, 7);
-    GPSTime time{2026, 11, 23, 9, 0, 0};
-    const GPSTimePacket packet = s->GPSTimeSend(time);
-    QCOMPARE(int(packet.hour), 0);
-    QCOMPARE(int(packet.minute), 0);
-    QCOMPARE(int(packet.day), 1);
-    QCOMPARE(packet.year, 0);
-    QCOMPARE(packet.offset, 0);
-    QCOMPARE(int(packet.month), 1);
-    QCOMPARE(int(packet.valid), 1);
-    // The do-nothing operations write nothing to the adapter.
-    QByteArray any("x");
-    s->requestSpeed();
-    s->requsetClimate();
-    s->requsetFuel();
-    s->sendAnyData(any);
-    s->setUnitCmd(1);
-    s->setCanDrivingPosition(1);
-    s->setDrivingDataPage(1);
-    QVERIFY(h.writes.isEmpty());
 }
 
 void tst_Lifecycle::carSettingDataBytes()
