@@ -85,7 +85,8 @@ int run(QCoreApplication &app, QTextStream &out, QTextStream &err)
         return usage(QStringLiteral("--settle takes seconds"));
     if (!qvx::parseNumber(parser.value(fanScale), &options.fanScale) ||
         (options.fanScale != 7 && options.fanScale != 18))
-        return usage(QStringLiteral("--fan-scale is 7 or 18"));
+        return usage(
+            QStringLiteral("--fan-scale is 7 or 18, not '%1'").arg(parser.value(fanScale)));
     double factor = 1;
     if (!tools::parseSeconds(parser.value(speed), &factor) || factor <= 0)
         return usage(QStringLiteral("--speed takes a positive number"));
