@@ -16,6 +16,8 @@ const quint8 Header1 = 0x5A;
 const quint8 Header2 = 0xA5;
 const int MaxDataLength = 255;
 const int Overhead = 5;        // header, LEN, CMD, CHK
+const int CommandAt = 3;       // CMD's place in a whole frame
+const int DataAt = 4;          // data byte 0's place in a whole frame
 const int ParseOutMs = 500;    // the head unit drops a frame left unfinished this long
 const int HeartBeatMs = 30000; // and calls the link down after this long without a frame
 
@@ -276,13 +278,13 @@ inline QByteArray build(quint8 cmd, const QByteArray &data)
     p[0] = char(Header1);
     p[1] = char(Header2);
     p[2] = char(data.size());
-    p[3] = char(cmd);
+    p[CommandAt] = char(cmd);
     quint8 sum = quint8(data.size() + cmd);
     for (int i = 0; i < data.size(); ++i) {
-        p[4 + i] = data.at(i);
+        p[DataAt + i] = data.at(i);
         sum = quint8(sum + quint8(data.at(i)));
     }
-    p[4 + data.size()] = char(quint8(sum - 1));
+    p[DataAt + data.size()] = char(quint8(sum - 1));
     return out;
 }
 
