@@ -311,6 +311,8 @@ QString Drive::value(const QString &name)
         return take(signalsSeen, QStringLiteral(" "));
     if (name == QLatin1String("sent"))
         return take(sent, QStringLiteral(" "));
+    if (name == QLatin1String("returned"))
+        return QString::number(mReturned);
     if (name == QLatin1String("link"))
         return take(link, QStringLiteral(" "));
     if (name == QLatin1String("answers"))
@@ -364,9 +366,9 @@ void Drive::step(const QString &text, QStringList *out)
         else if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
             file.write("[General]\nDriverPosition=" + t.value(1).toLatin1() + "\n");
     } else if (verb == QLatin1String("acKey")) {
-        service->sendAcKey(arg(1), arg(2));
+        mReturned = service->sendAcKey(arg(1), arg(2));
     } else if (verb == QLatin1String("request")) {
-        service->request(arg(1), arg(2));
+        mReturned = service->request(arg(1), arg(2));
     } else if (verb == QLatin1String("start")) {
         service->start();
     } else if (verb == QLatin1String("stop")) {

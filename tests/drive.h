@@ -13,7 +13,8 @@
 //                               a record (fuel, driving, other: texts joined by '|'),
 //                               doors (the open ones), radar (front | rear | sides levels),
 //                               tyres (alert type, then FL FR RL RR), pressures (FL FR RL RR),
-//                               climateFlags (those not zero), or what happened since it was
+//                               climateFlags (those not zero), returned (what the last acKey
+//                               or request call returned), or what happened since it was
 //                               last asked:
 //                                 signals  the service's signals, in order, the link's aside
 //                                 link     the link states reported (3 up, 0 down)
@@ -58,6 +59,7 @@ private:
     void step(const QString &text, QStringList *out);
     QTemporaryDir mNvm;
     QtMessageHandler mPreviousHandler;
+    int mReturned = 0;
 };
 
 // Frame data for command cmd from the frame-step notation above ("00 40..", "..ff @11 0a").
