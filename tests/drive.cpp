@@ -229,6 +229,23 @@ QString take(QStringList &list, const QString &separator)
 
 } // namespace
 
+static QStringList *sMessages = nullptr;
+
+Messages::Messages()
+{
+    sMessages = &lines;
+    mPrevious = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &m) {
+        if (sMessages)
+            sMessages->append(m);
+    });
+}
+
+Messages::~Messages()
+{
+    qInstallMessageHandler(mPrevious);
+    sMessages = nullptr;
+}
+
 QByteArray frameData(quint8 cmd, const QString &notation)
 {
     QByteArray data;
@@ -254,14 +271,17 @@ QByteArray frameData(quint8 cmd, const QString &notation)
     return data;
 }
 
-Drive::Drive()
+Drive::Drive(bool quiet) : mQuiet(quiet)
 {
     qputenv("CANSERVICE_SERIAL_PORT", "/nonexistent/qvx-test-port");
     qputenv("CANSERVICE_NVM_ROOT", mNvm.path().toUtf8());
     CanBusManager::instance()->setCarModelId(0);
-    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
-    sErrors = &errors;
-    mPreviousHandler = qInstallMessageHandler(handler);
+    CanBusManager::instance()->setQvxCarModelIndex(0);
+    if (mQuiet) {
+        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+        sErrors = &errors;
+        mPreviousHandler = qInstallMessageHandler(handler);
+    }
 
     service = std::make_unique<SimpleService>();
     port = canservice::SerialPort::latest();
@@ -299,9 +319,11 @@ Drive::Drive()
 Drive::~Drive()
 {
     service.reset();
-    qInstallMessageHandler(mPreviousHandler);
-    sErrors = nullptr;
-    QLoggingCategory::setFilterRules(QString());
+    if (mQuiet) {
+        qInstallMessageHandler(mPreviousHandler);
+        sErrors = nullptr;
+        QLoggingCategory::setFilterRules(QString());
+    }
     qunsetenv("CANSERVICE_NVM_ROOT");
 }
 
@@ -357,6 +379,8 @@ void Drive::step(const QString &text, QStringList *out)
         VirtualClock::instance()->advance(arg(1));
     } else if (verb == QLatin1String("model")) {
         CanBusManager::instance()->setCarModelId(arg(1));
+    } else if (verb == QLatin1String("index")) {
+        CanBusManager::instance()->setQvxCarModelIndex(arg(1));
     } else if (verb == QLatin1String("driver")) {
         const QString dir = mNvm.path() + QStringLiteral("/media/flash/nvm/factory");
         QDir().mkpath(dir);

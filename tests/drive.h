@@ -7,7 +7,7 @@
 //                               writes the following bytes from data byte N on
 //   raw hex..                   bytes from the adapter as they are, in one chunk
 //   wait MS                     moves the virtual clock on (the test runs on one)
-//   model N | driver true|false|none   the car model id; the driver-position setting
+//   model N | index N | driver true|false|none   the car model id and index; the driver's side
 //   acKey A B | request A B | start | stop | source TYPE NAME [INFO]   host calls
 //   NAME=VALUE                  an expectation: a getter (isAc, getRotate, ..., version),
 //                               a record (fuel, driving, other: texts joined by '|'),
@@ -41,7 +41,9 @@ namespace qvxtest {
 class Drive
 {
 public:
-    Drive();
+    // quiet: debug lines off and critical lines collected as errors; otherwise the messages
+    // go wherever the test sends them.
+    explicit Drive(bool quiet = true);
     ~Drive();
 
     QStringList run(const QString &script);
@@ -58,8 +60,21 @@ public:
 private:
     void step(const QString &text, QStringList *out);
     QTemporaryDir mNvm;
-    QtMessageHandler mPreviousHandler;
+    bool mQuiet;
+    QtMessageHandler mPreviousHandler = nullptr;
     int mReturned = 0;
+};
+
+// Every message while alive, as the handler received it.
+class Messages
+{
+public:
+    Messages();
+    ~Messages();
+    QStringList lines;
+
+private:
+    QtMessageHandler mPrevious;
 };
 
 // Frame data for command cmd from the frame-step notation above ("00 40..", "..ff @11 0a").

@@ -1,5 +1,5 @@
 // The one diagnostic line format, as a host's message handler receives it.
-#include "testsupport.h"
+#include "drive.h"
 
 #include "debugtools.h"
 
@@ -108,8 +108,6 @@ private slots:
     void criticalWithoutMessage();
     void valuesInQtsDefaultForm();
     void disabledDebugStillLeavesCriticalLines();
-    void driverPosition();
-    void monotonicClock();
     void traceHeaderFirst_data();
     void traceHeaderFirst();
 };
@@ -130,11 +128,11 @@ void tst_Log::lineFormat()
 {
     QFETCH(QString, action);
     QFETCH(QString, pattern);
-    ServiceHarness h;
+    qvxtest::Drive h(false);
     if (action == "start")
         h.service->start();
     else
-        h.feedHex("5aa5022a05ff30");
+        h.feed(QByteArray::fromHex("5aa5022a05ff30"));
     const QRegularExpression re(pattern);
     const Seen *line = nullptr;
     QRegularExpressionMatch match;
@@ -156,8 +154,8 @@ void tst_Log::lineFormat()
 
 void tst_Log::criticalWithoutMessage()
 {
-    ServiceHarness h;
-    h.feedFrame(0x31, QByteArray(11, 0)); // a climate frame one byte short
+    qvxtest::Drive h(false);
+    h.run("31 0000000000000000000000"); // a climate frame one byte short
     const QRegularExpression re(
         R"(^\[ERR\] \d+ void canservice::SimpleService::doClimate\(int, QByteArray&\) \d+ --$)");
     bool found = false;
@@ -172,10 +170,10 @@ void tst_Log::valuesInQtsDefaultForm()
     QLibrary plugin(QStringLiteral(QVX_PLUGIN_PATH));
     QVERIFY2(plugin.load(), qPrintable(plugin.errorString()));
     const QString path = QFileInfo(QStringLiteral(QVX_PLUGIN_PATH)).absoluteFilePath();
+    qvxtest::Drive h(false);
     CanBusManager::instance()->setQvxCarModelIndex(0x123);
-    ServiceHarness h;
     h.service->start();
-    h.feedHex("5aa501");
+    h.feed(QByteArray::fromHex("5aa501"));
     QVERIFY(find(QStringLiteral("-- curr canbus --  \"%1\"").arg(path)));
     QVERIFY(find(R"(-- "5aa501")")); // the chunk, QByteArray::toHex in quotes
     QVERIFY(find(" -- 291 35"));     // the model index and its low byte, as numbers
@@ -186,40 +184,12 @@ void tst_Log::valuesInQtsDefaultForm()
 void tst_Log::disabledDebugStillLeavesCriticalLines()
 {
     QLoggingCategory::setFilterRules("default.debug=false");
-    ServiceHarness h;
-    h.feedHex("5aa5022a05ff30");
+    qvxtest::Drive h(false);
+    h.feed(QByteArray::fromHex("5aa5022a05ff30"));
     QLoggingCategory::setFilterRules(QString());
     QCOMPARE(seen.size(), 2); // the port's own warning and the checksum error
     QVERIFY(find("checksum err!"));
-    QCOMPARE(h.written(), QList<QByteArray>{QByteArray::fromHex("5aa501fe2a28")});
-}
-
-void tst_Log::driverPosition()
-{
-    QTemporaryDir root;
-    qputenv("CANSERVICE_NVM_ROOT", root.path().toUtf8());
-    mem::SettingsUtil *settings = mem::SettingsUtil::instance();
-    QCOMPARE(settings->getDriverPosition(), true); // no file: the flag passed through
-    QCOMPARE(settings->getDriverPosition(false), false);
-    QDir().mkpath(root.path() + "/media/flash/nvm/factory");
-    QFile file(root.path() + "/media/flash/nvm/factory/settings.ini");
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("[General]\nDriverPosition=false\n");
-    file.close();
-    QCOMPARE(settings->getDriverPosition(), false);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write("[General]\nDriverPosition=true\n");
-    file.close();
-    QCOMPARE(settings->getDriverPosition(false), true); // read afresh at every call
-    qunsetenv("CANSERVICE_NVM_ROOT");
-}
-
-void tst_Log::monotonicClock()
-{
-    const int32_t a = util::monotonicMs();
-    QTest::qWait(20);
-    const int32_t b = util::monotonicMs();
-    QVERIFY(int32_t(uint32_t(b) - uint32_t(a)) >= 15);
+    QCOMPARE(h.answers, QStringList{"nak:2a"});
 }
 
 void tst_Log::traceHeaderFirst_data()
@@ -245,5 +215,5 @@ void tst_Log::traceHeaderFirst()
     QCOMPARE(lines.last(), last);
 }
 
-QTEST_GUILESS_MAIN(tst_Log)
+QVX_VIRTUAL_TIME_MAIN(tst_Log)
 #include "tst_log.moc"

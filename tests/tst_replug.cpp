@@ -1,6 +1,6 @@
 // The adapter's cable pulled and plugged back: the host's serial port notices, closes the
 // dead device, looks for it at the same path every second and carries on when it is back.
-#include "testsupport.h"
+#include "drive.h"
 
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -70,14 +70,6 @@ private:
     int mMaster = -1;
 };
 
-QStringList lines()
-{
-    QStringList out;
-    for (const auto &line : LogCapture::lines())
-        out << line.second;
-    return out;
-}
-
 } // namespace
 
 class tst_Replug : public QObject
@@ -97,17 +89,17 @@ void tst_Replug::portAppearsAfterOpen()
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("adapter"));
     Adapter adapter(path);
-    LogCapture log;
+    qvxtest::Messages log;
     canservice::SerialPort port;
     QVERIFY(!port.open(path, 38400));
-    QCOMPARE(lines().size(), 1);
-    QVERIFY2(lines()[0].contains(path) && lines()[0].contains("looking for it every second"),
-             qPrintable(lines()[0]));
+    QCOMPARE(log.lines.size(), 1);
+    QVERIFY2(log.lines[0].contains(path) && log.lines[0].contains("looking for it every second"),
+             qPrintable(log.lines[0]));
 
     QVERIFY(adapter.plug());
     QTRY_VERIFY_WITH_TIMEOUT(port.isOpen(), 2500);
-    QCOMPARE(lines().size(), 2);
-    QVERIFY2(lines()[1].contains(path) && lines()[1].contains("is back"), qPrintable(lines()[1]));
+    QCOMPARE(log.lines.size(), 2);
+    QVERIFY2(log.lines[1].contains(path) && log.lines[1].contains("is back"), qPrintable(log.lines[1]));
     QSignalSpy read(&port, &canservice::SerialPort::read);
     adapter.write("hello");
     QTRY_COMPARE(read.count(), 1);
@@ -121,7 +113,7 @@ void tst_Replug::portComesBackAtTheSamePath()
     Adapter adapter(path);
     QVERIFY(adapter.plug());
 
-    LogCapture log;
+    qvxtest::Messages log;
     canservice::SerialPort port;
     QVERIFY(port.open(path, 38400));
     QSignalSpy read(&port, &canservice::SerialPort::read);
@@ -133,19 +125,19 @@ void tst_Replug::portComesBackAtTheSamePath()
 
     adapter.unplug();
     QTRY_VERIFY(!port.isOpen());
-    QCOMPARE(lines().size(), 1);
-    QVERIFY2(lines()[0].contains(path) && lines()[0].contains("went away"), qPrintable(lines()[0]));
+    QCOMPARE(log.lines.size(), 1);
+    QVERIFY2(log.lines[0].contains(path) && log.lines[0].contains("went away"), qPrintable(log.lines[0]));
     QCOMPARE(port.writeData("lost", true), qint64(-1));
 
     // At least one attempt finds nothing, and says nothing.
     QTest::qWait(1200);
-    QCOMPARE(lines().size(), 1);
+    QCOMPARE(log.lines.size(), 1);
     QVERIFY(!port.isOpen());
 
     QVERIFY(adapter.plug());
     QTRY_VERIFY_WITH_TIMEOUT(port.isOpen(), 2500);
-    QCOMPARE(lines().size(), 2);
-    QVERIFY2(lines()[1].contains(path) && lines()[1].contains("is back"), qPrintable(lines()[1]));
+    QCOMPARE(log.lines.size(), 2);
+    QVERIFY2(log.lines[1].contains(path) && log.lines[1].contains("is back"), qPrintable(log.lines[1]));
     QCOMPARE(port.portName(), path);
 
     adapter.write("after");
@@ -163,7 +155,7 @@ void tst_Replug::closedPortStaysClosed()
     Adapter adapter(path);
     QVERIFY(adapter.plug());
 
-    LogCapture log;
+    qvxtest::Messages log;
     canservice::SerialPort port;
     QVERIFY(port.open(path, 38400));
     port.close();
@@ -172,7 +164,7 @@ void tst_Replug::closedPortStaysClosed()
     // The owner closed it: nothing brings it back, nothing is said.
     QTest::qWait(1200);
     QVERIFY(!port.isOpen());
-    QCOMPARE(lines(), QStringList());
+    QCOMPARE(log.lines, QStringList());
 }
 
 void tst_Replug::serviceAnswersAfterReplug()

@@ -1,5 +1,5 @@
 // The host stand-ins: the serial port on a real pseudo-terminal, and the host's settings.
-#include "testsupport.h"
+#include "drive.h"
 
 #include <QJsonDocument>
 #include <QTemporaryFile>
@@ -99,12 +99,12 @@ void tst_SerialPort::adapterFramesAnsweredOverPty()
 
 void tst_SerialPort::unopenableDeviceIsQuiet()
 {
-    LogCapture log;
+    qvxtest::Messages log;
     canservice::SerialPort port;
     QVERIFY(!port.open("/nonexistent/ttyUSB9", 38400));
     QCOMPARE(port.writeData(QByteArray::fromHex("5aa5"), true), qint64(-1));
-    QCOMPARE(LogCapture::lines().size(), 1);
-    QVERIFY(LogCapture::lines()[0].second.contains("/nonexistent/ttyUSB9"));
+    QCOMPARE(log.lines.size(), 1);
+    QVERIFY(log.lines[0].contains("/nonexistent/ttyUSB9"));
 }
 
 void tst_SerialPort::translations_data()
@@ -138,13 +138,13 @@ void tst_SerialPort::translations()
         json.flush();
         qputenv("CANSERVICE_TRANSLATIONS", json.fileName().toUtf8());
     }
-    LogCapture log;
+    qvxtest::Messages log;
     Translator::reload();
     qunsetenv("CANSERVICE_TRANSLATIONS");
     QCOMPARE(Translator::translate(339), text339);
     QCOMPARE(Translator::translate(990), text990);
     QCOMPARE(Translator::translate(12345), QString());
-    QCOMPARE(LogCapture::lines().size(), warnings);
+    QCOMPARE(log.lines.size(), warnings);
     Translator::reload();
 }
 

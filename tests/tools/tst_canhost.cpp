@@ -2,7 +2,7 @@
 // through the getters of a service fed the adapter's frames.
 #include "hostcommands.h"
 #include "hostevents.h"
-#include "testsupport.h"
+#include "drive.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -33,8 +33,6 @@ void tst_CanHost::initTestCase()
     qunsetenv("CANSERVICE_NVM_ROOT");
     qunsetenv("CANSERVICE_TRANSLATIONS");
     Translator::reload();
-    // The plugin's line per byte says nothing here.
-    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
 }
 
 void tst_CanHost::commands_data()
@@ -217,14 +215,14 @@ void tst_CanHost::events()
     QFETCH(QString, event);
     QFETCH(QString, text);
     QFETCH(QJsonObject, json);
-    ServiceHarness h;
+    qvxtest::Drive h;
     QString words, objects;
     QTextStream wordsOut(&words), jsonOut(&objects);
     tools::EventPrinter wordPrinter(h.service.get(), wordsOut, false);
     tools::EventPrinter jsonPrinter(h.service.get(), jsonOut, true);
     wordPrinter.connectSignals();
     jsonPrinter.connectSignals();
-    h.feedFrame(cmd, data);
+    h.feed(protocol::build(quint8(cmd), data));
 
     QString line;
     for (const QString &l : words.split('\n')) {
@@ -251,13 +249,12 @@ void tst_CanHost::events()
 
 void tst_CanHost::keysAndLink()
 {
-    ServiceHarness h;
+    qvxtest::Drive h;
     QString objects;
     QTextStream out(&objects);
     tools::EventPrinter printer(h.service.get(), out, true);
     printer.connectSignals();
-    h.feedFrame(0x11, QByteArray::fromHex("00000301000000000000"));
-    h.feedFrame(0x21, QByteArray::fromHex("1500")); // a panel release ends the wheel's key
+    h.run("11 00000301000000000000; 21 1500"); // a panel release ends the wheel's key
     QList<QJsonObject> events;
     for (const QString &l : objects.split('\n', Qt::SkipEmptyParts))
         events << QJsonDocument::fromJson(l.toUtf8()).object();
@@ -284,27 +281,18 @@ void tst_CanHost::keysAndLink()
 // The same door byte reads as the other front door once the driver sits on the right.
 void tst_CanHost::driverPosition()
 {
-    QTemporaryDir root;
-    qputenv("CANSERVICE_NVM_ROOT", QFile::encodeName(root.path()));
-    const QString file = root.path() + "/media/flash/nvm/factory/settings.ini";
-    QVERIFY(QDir().mkpath(QFileInfo(file).path()));
-    {
-        QSettings settings(file, QSettings::IniFormat);
-        settings.setValue("DriverPosition", false);
-    }
-    ServiceHarness h;
+    qvxtest::Drive h;
     QString words;
     QTextStream out(&words);
     tools::EventPrinter printer(h.service.get(), out, false);
-    h.feedFrame(0x12, QByteArray::fromHex("00004000000000000000"));
+    h.run("driver false; 12 .. @2 40");
     QCOMPARE(printer.text(HostEvent::Doors, printer.fields(HostEvent::Doors)),
              QStringLiteral("open: right front (0x40)"));
-    qunsetenv("CANSERVICE_NVM_ROOT");
 }
 
 void tst_CanHost::stateDump()
 {
-    ServiceHarness h;
+    qvxtest::Drive h;
     QString objects, words;
     QTextStream jsonOut(&objects), wordsOut(&words);
     tools::EventPrinter(h.service.get(), jsonOut, true).dumpState();
@@ -322,5 +310,5 @@ void tst_CanHost::stateDump()
     QVERIFY(words.contains("   state doors     all closed (0x00)\n"));
 }
 
-QTEST_GUILESS_MAIN(tst_CanHost)
+QVX_VIRTUAL_TIME_MAIN(tst_CanHost)
 #include "tst_canhost.moc"
