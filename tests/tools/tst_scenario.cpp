@@ -1,12 +1,11 @@
-// The simulator's scenario format: what each line becomes on the wire, and a clear error
-// with the line number for every kind of bad line.
+// The simulator's scenario format (fuzz_scenario throws garbage at it): what each line
+// becomes on the wire, and a clear error with the line number for every kind of bad line.
 #include "protocol.h"
 #include "scenario.h"
 #include "textparse.h"
 #include "wire.h"
 
 #include <QFile>
-#include <QRandomGenerator>
 #include <QSet>
 #include <QtTest>
 
@@ -19,10 +18,6 @@ class tst_Scenario : public QObject
 {
     Q_OBJECT
 private slots:
-    void tokenize_data();
-    void tokenize();
-    void bytes_data();
-    void bytes();
     void steps_data();
     void steps();
     void times();
@@ -30,72 +25,8 @@ private slots:
     void badLines();
     void patterns_data();
     void patterns();
-    void garbageNeverCrashes();
     void shippedScenario();
 };
-
-void tst_Scenario::tokenize_data()
-{
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<QStringList>("words");
-    QTest::addColumn<int>("quoted"); // index of the quoted word, -1 for none
-    QTest::newRow("spaces and tabs")
-        << "  1.0\tframe  body " << QStringList{"1.0", "frame", "body"} << -1;
-    QTest::newRow("comment") << "1 raw 5a # 00 11" << QStringList{"1", "raw", "5a"} << -1;
-    QTest::newRow("comment glued") << "1 raw 5a#00" << QStringList{"1", "raw", "5a"} << -1;
-    QTest::newRow("quoted keeps spaces and #")
-        << "x \"a b # c\" y" << QStringList{"x", "a b # c", "y"} << 1;
-    QTest::newRow("escapes") << R"("say \"hi\" \\")" << QStringList{R"(say "hi" \)"} << 0;
-    QTest::newRow("empty quoted") << "\"\"" << QStringList{""} << 0;
-    QTest::newRow("only a comment") << "# nothing" << QStringList{} << -1;
-}
-
-void tst_Scenario::tokenize()
-{
-    QFETCH(QString, line);
-    QFETCH(QStringList, words);
-    QFETCH(int, quoted);
-    QList<tools::Token> tokens;
-    QString error;
-    QVERIFY2(tools::tokenize(line, &tokens, &error), qPrintable(error));
-    QStringList got;
-    for (int i = 0; i < tokens.size(); ++i) {
-        got << tokens.at(i).text;
-        QCOMPARE(tokens.at(i).quoted, i == quoted);
-    }
-    QCOMPARE(got, words);
-}
-
-void tst_Scenario::bytes_data()
-{
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<QByteArray>("expected"); // empty: must fail
-    QTest::newRow("pairs") << "5a a5 00 ff" << QByteArray::fromHex("5aa500ff");
-    QTest::newRow("0x prefix, upper case") << "0x5A 0XFF" << QByteArray::fromHex("5aff");
-    QTest::newRow("one digit") << "5 f" << QByteArray::fromHex("050f");
-    QTest::newRow("run of pairs") << "5aa5ff" << QByteArray::fromHex("5aa5ff");
-    QTest::newRow("quoted text is UTF-8") << "\"V1\" \"é\"" << QByteArray("V1\xc3\xa9");
-    QTest::newRow("odd run") << "5aa" << QByteArray();
-    QTest::newRow("not hex") << "5g" << QByteArray();
-    QTest::newRow("bare 0x") << "0x" << QByteArray();
-    QTest::newRow("decimal looking") << "-1" << QByteArray();
-}
-
-void tst_Scenario::bytes()
-{
-    QFETCH(QString, line);
-    QFETCH(QByteArray, expected);
-    QList<tools::Token> tokens;
-    QString error;
-    QVERIFY(tools::tokenize(line, &tokens, &error));
-    QByteArray got;
-    const bool ok = tools::parseBytes(tokens, &got, &error);
-    QCOMPARE(ok, !expected.isEmpty());
-    if (ok)
-        QCOMPARE(got.toHex(), expected.toHex());
-    else
-        QVERIFY(!error.isEmpty());
-}
 
 void tst_Scenario::steps_data()
 {
@@ -262,31 +193,6 @@ void tst_Scenario::patterns()
     QVERIFY2(Scenario::parse("0 expect 1 " + pattern, &scenario, &error),
              qPrintable(error.message));
     QCOMPARE(scenario.steps.first().pattern.matches(cmd, data), matches);
-}
-
-// Random lines of scenario-like words: every one parses or names its line, nothing crashes.
-void tst_Scenario::garbageNeverCrashes()
-{
-    const QStringList words{"0",   "+0.1", "frame", "corrupt", "raw", "chunk", "expect",
-                            "end", "body", "ack",   "5a",      "??",  "\"x",   "\"y\"",
-                            "-1",  "0x",   "#",     "ff00",    "1.5", "",      "version"};
-    QRandomGenerator random(7);
-    for (int round = 0; round < 2000; ++round) {
-        QStringList lines;
-        const int n = 1 + random.bounded(4);
-        for (int l = 0; l < n; ++l) {
-            QStringList line;
-            for (int w = random.bounded(6); w > 0; --w)
-                line << words.at(random.bounded(words.size()));
-            lines << line.join(' ');
-        }
-        Scenario scenario;
-        tools::ParseError error;
-        if (!Scenario::parse(lines.join('\n'), &scenario, &error)) {
-            QVERIFY(error.line >= 1 && error.line <= n);
-            QVERIFY(!error.message.isEmpty());
-        }
-    }
 }
 
 // The demo's drive exercises every command the plugin decodes, and goes wrong on purpose.
