@@ -2,14 +2,13 @@
 // plugin on the other end, and canhost --json must show what each scenario makes of it.
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <algorithm>
 #include <memory>
 
 namespace {
@@ -108,9 +107,6 @@ private slots:
     void linkComesUp();
     void startInAnyOrder();
     void climateKeyRoundTrip();
-    void shortAndLongKeys();
-    void corruptFrameIsNaked();
-    void missedExpectationFails();
     void badInputIsNamed();
     void pluginsThatAreRefused_data();
     void pluginsThatAreRefused();
@@ -246,74 +242,6 @@ void tst_EndToEnd::climateKeyRoundTrip()
              qPrintable(sim.out()));
 }
 
-void tst_EndToEnd::shortAndLongKeys()
-{
-    Tool sim(QVX_ADAPTERSIM_PATH), host(QVX_CANHOST_PATH);
-    startPair(sim, host,
-              {scenario("0 frame wheel 00 00 03 01 00 00 00 00 00 00\n"
-                        "+0.3 frame wheel 00 00 03 00 00 00 00 00 00 00\n"
-                        "+0.2 frame panel 15 01\n"
-                        "+0.2 frame panel 16 01   # a second key while one is held\n"
-                        "+1.7 frame panel 15 00\n")});
-    QCOMPARE(sim.exitCode(), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(host.events("key").size(), 5, Slow);
-    QStringList seen;
-    for (const QJsonObject &key : host.events("key")) {
-        seen << QStringLiteral("%1 %2 %3")
-                    .arg(key.value("code").toInt())
-                    .arg(key.value("source").toString(), key.value("name").toString());
-    }
-    QCOMPARE(seen, (QStringList{"3 wheel press", "3 wheel short", "21 panel press", "21 panel long",
-                                "21 panel release"}));
-    const QList<QJsonObject> keys = host.events("key");
-    const double held = keys.at(3).value("time").toDouble() - keys.at(2).value("time").toDouble();
-    QVERIFY2(held >= 1.45 && held < 1.9, qPrintable(QString::number(held)));
-    host.send("quit");
-    QCOMPARE(host.exitCode(), 0);
-}
-
-// A frame with a bad checksum is answered with a NAK and decoded never; noise and a frame
-// in pieces around it do not disturb the next good frame.
-void tst_EndToEnd::corruptFrameIsNaked()
-{
-    Tool sim(QVX_ADAPTERSIM_PATH), host(QVX_CANHOST_PATH);
-    startPair(sim, host,
-              {scenario("0 corrupt body 00 00 40 00 00 00 00 00 00 00\n"
-                        "+0 expect 2 nak body\n"
-                        "+0.1 raw 00 13 37\n"
-                        "+0 chunk 4 0.02\n"
-                        "+0 frame body 00 00 08 00 00 00 00 00 00 00\n"
-                        "+0 chunk 0\n"
-                        "+0 expect 2 ack body\n")});
-    QCOMPARE(sim.exitCode(), 0);
-    QVERIFY(sim.out().contains("<- NAK body (0x12)"));
-    QVERIFY(sim.out().contains("<- ACK body (0x12)"));
-    QVERIFY2(sim.out().contains("summary: 2 frames sent (1 with a bad checksum); 1 ACK and 1 NAK "
-                                "received; 1 other head-unit frame\n"),
-             qPrintable(sim.out()));
-    QVERIFY(sim.out().contains("expectations: 2 met, 0 failed"));
-    QTRY_COMPARE_WITH_TIMEOUT(host.events("doors").size(), 1, Slow);
-    QCOMPARE(host.events("doors").first().value("status").toInt(), 8);
-    QCOMPARE(host.events("doors").first().value("open").toArray(), QJsonArray{"rear"});
-    QTRY_VERIFY(host.err().contains("checksum err!"));
-    host.send("quit");
-    QCOMPARE(host.exitCode(), 0);
-    QCOMPARE(host.events("doors").size(), 1);
-}
-
-void tst_EndToEnd::missedExpectationFails()
-{
-    Tool sim(QVX_ADAPTERSIM_PATH);
-    sim.start({"--pty", mDir->filePath("tty"), "--no-wait",
-               scenario("0 frame version \"V\"\n+0.1 expect 0.2 request 31\n")});
-    QCOMPARE(sim.exitCode(), 1);
-    QVERIFY2(sim.out().contains("!! expected request 31 within 0.2 s (line 2): not seen"),
-             qPrintable(sim.out()));
-    QVERIFY(sim.out().contains("not acknowledged: version (0xf0)"));
-    QVERIFY(sim.out().contains("expectations: 0 met, 1 failed"));
-    QVERIFY(!QFileInfo(mDir->filePath("tty")).isSymLink()); // cleaned up after itself
-}
-
 void tst_EndToEnd::badInputIsNamed()
 {
     Tool badScenario(QVX_ADAPTERSIM_PATH);
@@ -406,52 +334,13 @@ void tst_EndToEnd::defaultDriveRecordedAndReplayed()
         }
     }
 
-    const auto has = [&](const QString &event, const QJsonObject &fields) {
-        for (const QJsonObject &e : first) {
-            if (e.value("event").toString() != event)
-                continue;
-            bool all = true;
-            for (auto it = fields.begin(); it != fields.end(); ++it)
-                all = all && e.value(it.key()) == it.value();
-            if (all)
-                return true;
-        }
-        return false;
-    };
-    QVERIFY(has("link", {{"status", 3}}));
-    QVERIFY(has("version", {{"version", "V1.02"}}));
-    QVERIFY(has("rotate", {{"rotate", 750}}));
-    QVERIFY(has("rotate", {{"rotate", 900}}));
-    QVERIFY(has("coolant", {{"temperature", 90}}));
-    QVERIFY(has("doors", {{"status", 0x40}, {"leftFront", true}}));
-    QVERIFY(has("doors", {{"status", 0}}));
-    QVERIFY(
-        has("climate", {{"ac", true}, {"auto", true}, {"dual", false}, {"fan", 3}, {"mode", 1}}));
-    QVERIFY(has("climate", {{"dual", true}, {"frontDefrost", true}, {"leftHeat", 2}}));
-    QVERIFY(has("climate", {{"dual", true}, {"ac", false}})); // the key's answer
-    QVERIFY(has("tyres", {{"fl", 230}, {"rl", 230}, {"unit", "kPa"}}));
-    QVERIFY(has("tyres", {{"rl", 180}}));
-    QVERIFY(has("tyreAlert", {{"alert", 1}, {"rl", 1}, {"fl", 0}}));
-    QVERIFY(has("battery", {{"alert", 1}}));
-    QVERIFY(has("battery", {{"alert", 0}}));
-    QVERIFY(has("radar", {{"rear", QJsonArray{7, 6, 6, 7}}}));
-    QVERIFY(
-        has("radar", {{"rear", QJsonArray{1, 1, 1, 1}}, {"front", QJsonArray{5, 255, 255, 5}}}));
-    QVERIFY(has("radar", {{"rear", QJsonArray{255, 255, 255, 255}}}));
-    QVERIFY(has("key", {{"code", 3}, {"source", "wheel"}, {"name", "short"}}));
-    QVERIFY(has("key", {{"code", 0x15}, {"source", "panel"}, {"name", "long"}}));
-    QVERIFY(has("key", {{"code", 0x15}, {"source", "panel"}, {"name", "release"}}));
-    QVERIFY(has("info", {{"items", QJsonArray{"Fuel low", "75%", "", "", "", "", "", "", ""}}}));
-    QVERIFY(
-        has("fuel", {{"items", QJsonArray{"9.5l/100km", "", "", "8.0l/100km", "7.0l/100km", ""}}}));
-    QVERIFY(
-        has("driving", {{"items", QJsonArray{"1234.5km", "60.0km/h", "1.5h", "", "1234.5km/h", "",
-                                             "", "", "", "", "", "", "", "", "", "", "", ""}}}));
-    // The frame cut off on purpose and the unknown command decode to nothing.
-    QCOMPARE(std::count_if(first.begin(), first.end(),
-                           [](const QJsonObject &e) { return e.value("event") == "doors"; }),
-             2);
-
+    // What each frame means is the plugin's tests' business; here: every kind arrived.
+    QSet<QString> kinds;
+    for (const QJsonObject &e : first)
+        kinds << e.value("event").toString();
+    QCOMPARE(kinds, (QSet<QString>{"link", "version", "rotate", "coolant", "doors", "climate",
+                                   "tyres", "tyreAlert", "battery", "radar", "key", "info",
+                                   "fuel", "driving"}));
     Tool replay(QVX_ADAPTERSIM_PATH), host(QVX_CANHOST_PATH);
     startPair(replay, host, {"--replay", capture});
     QCOMPARE(replay.exitCode(), 0);
