@@ -2,18 +2,16 @@
 // pseudo-terminal and through the plugin entry, must give back every byte and descriptor.
 // Under AddressSanitizer the leak check runs here, after the rounds, as well as at exit.
 #include "canservicebase.h"
+#include "protocol.h"
+#include "pty.h"
 #include "serialport.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QPluginLoader>
-#include <QSocketNotifier>
 #include <QTimer>
 #include <QtTest>
 
-#include <fcntl.h>
-#include <stdlib.h>
-#include <unistd.h>
 
 #if defined(__SANITIZE_ADDRESS__)
 #define QVX_LSAN 1
@@ -27,50 +25,6 @@
 #endif
 
 namespace {
-
-// The adapter's end of a pseudo-terminal: what the plugin writes arrives here.
-class Adapter
-{
-public:
-    Adapter()
-    {
-        mFd = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
-        if (mFd < 0 || grantpt(mFd) != 0 || unlockpt(mFd) != 0)
-            return;
-        mPath = QString::fromLocal8Bit(ptsname(mFd));
-        mNotifier = new QSocketNotifier(mFd, QSocketNotifier::Read);
-        QObject::connect(mNotifier, &QSocketNotifier::activated, [this] { drain(); });
-    }
-    ~Adapter()
-    {
-        delete mNotifier;
-        if (mFd >= 0)
-            close(mFd);
-    }
-    Adapter(const Adapter &) = delete;
-    Adapter &operator=(const Adapter &) = delete;
-
-    QString path() const { return mPath; }
-    bool send(const QByteArray &bytes)
-    {
-        return write(mFd, bytes.constData(), bytes.size()) == bytes.size();
-    }
-    const QByteArray &received() const { return mReceived; }
-
-    void drain()
-    {
-        char buf[512];
-        ssize_t n;
-        while ((n = read(mFd, buf, sizeof buf)) > 0)
-            mReceived.append(buf, int(n));
-    }
-
-private:
-    int mFd = -1;
-    QString mPath;
-    QSocketNotifier *mNotifier = nullptr;
-    QByteArray mReceived;
-};
 
 // Runs the event loop until `done` holds, sleeping in between: returns at the first event
 // that makes it true, or false after `ms`.
@@ -102,22 +56,6 @@ QString describeDescriptors()
     return out.join(QLatin1Char('\n'));
 }
 
-// A frame built by hand: header, LEN, CMD, data, the 8-bit sum of LEN to data minus one.
-QByteArray frame(quint8 cmd, const QByteArray &data)
-{
-    QByteArray body;
-    body.append(char(data.size())).append(char(cmd)).append(data);
-    quint8 sum = 0;
-    for (char c : body)
-        sum = quint8(sum + quint8(c));
-    return QByteArray::fromHex("5aa5") + body + char(quint8(sum - 1));
-}
-
-QByteArray answer(quint8 kind, quint8 cmd)
-{
-    return frame(kind, QByteArray(1, char(cmd)));
-}
-
 } // namespace
 
 class tst_Leaks : public QObject
@@ -144,9 +82,13 @@ void tst_Leaks::createAndDeleteOnPseudoTerminals()
     const int rounds = qEnvironmentVariableIntValue("QVX_LEAK_ROUNDS") > 0
                            ? qEnvironmentVariableIntValue("QVX_LEAK_ROUNDS")
                            : 1000;
-    const QByteArray doors = frame(0x12, QByteArray::fromHex("00004000000040000000"));
-    const QByteArray corrupt = frame(0x41, QByteArray(12, '\x10')).replace(16, 1, "\x00", 1);
-    const QByteArray climate = frame(0x31, QByteArray::fromHex("410000000000242400000000"));
+    const QByteArray doors = protocol::build(0x12, QByteArray::fromHex("00004000000040000000"));
+    const QByteArray corrupt =
+        protocol::build(0x41, QByteArray(12, '\x10')).replace(16, 1, "\x00", 1);
+    const QByteArray climate =
+        protocol::build(0x31, QByteArray::fromHex("410000000000242400000000"));
+    const QByteArray want = protocol::build(0xFF, QByteArray(1, 0x12)) +
+                            protocol::build(0xFE, QByteArray(1, 0x41));
 
     // Qt builds some things once, on first use: let a first round pay for them.
     const int warmUp = 1;
@@ -154,7 +96,8 @@ void tst_Leaks::createAndDeleteOnPseudoTerminals()
     for (int round = 0; round < rounds + warmUp; ++round) {
         if (round == warmUp)
             before = openDescriptors();
-        Adapter adapter;
+        qvxtest::Pty adapter;
+        QByteArray received;
         QVERIFY2(!adapter.path().isEmpty(), "no pseudo-terminal");
         qputenv("CANSERVICE_SERIAL_PORT", adapter.path().toLocal8Bit());
 
@@ -166,14 +109,14 @@ void tst_Leaks::createAndDeleteOnPseudoTerminals()
                  qPrintable(adapter.path()));
 
         service->start();
-        QVERIFY(adapter.send(doors + corrupt));
+        QVERIFY(adapter.write(doors + corrupt));
         // An unfinished frame at the end: the service goes with a frame half assembled.
-        QVERIFY(adapter.send(climate.left(7)));
-        const QByteArray want = answer(0xFF, 0x12) + answer(0xFE, 0x41);
-        QVERIFY2(waitFor([&] { return adapter.received().contains(want); }, 5000),
+        QVERIFY(adapter.write(climate.left(7)));
+        QVERIFY2(waitFor([&] { return (received += adapter.readAvailable()).contains(want); },
+                         5000),
                  qPrintable(QStringLiteral("round %1: %2")
                                 .arg(round)
-                                .arg(QString::fromLatin1(adapter.received().toHex(' ')))));
+                                .arg(QString::fromLatin1(received.toHex(' ')))));
         QCOMPARE(service->getDoorStatus(), 0x40);
         if (round % 2)
             service->stop(); // some hosts stop the service before they delete it

@@ -1,60 +1,14 @@
-// The host stand-ins: the serial port on a real pseudo-terminal, and the host's settings.
+// The host's serial port and settings stand-ins on real pseudo-terminals: frames both ways,
+// and the adapter's cable pulled and plugged back (the port notices, closes the dead device,
+// looks for it at the same path every second and carries on when it is back).
 #include "drive.h"
+#include "pty.h"
 
-#include <QJsonDocument>
+#include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTemporaryFile>
 
-#include <fcntl.h>
-#include <poll.h>
-#include <stdlib.h>
-#include <termios.h>
-#include <unistd.h>
-
-namespace {
-
-// The adapter's end of a pseudo-terminal; the slave device is what the service opens.
-class Pty
-{
-public:
-    Pty()
-    {
-        mMaster = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
-        if (mMaster < 0 || grantpt(mMaster) != 0 || unlockpt(mMaster) != 0)
-            return;
-        termios tio;
-        tcgetattr(mMaster, &tio);
-        cfmakeraw(&tio);
-        tcsetattr(mMaster, TCSANOW, &tio);
-        mSlave = QString::fromLocal8Bit(ptsname(mMaster));
-    }
-    ~Pty()
-    {
-        if (mMaster >= 0)
-            ::close(mMaster);
-    }
-    bool isValid() const { return !mSlave.isEmpty(); }
-    QString slave() const { return mSlave; }
-    void write(const QByteArray &bytes)
-    {
-        QCOMPARE(::write(mMaster, bytes.constData(), bytes.size()), ssize_t(bytes.size()));
-    }
-    // Whatever the head unit has written so far.
-    QByteArray readAvailable()
-    {
-        QByteArray out;
-        char buf[512];
-        ssize_t n;
-        while ((n = ::read(mMaster, buf, sizeof buf)) > 0)
-            out.append(buf, int(n));
-        return out;
-    }
-
-private:
-    int mMaster = -1;
-    QString mSlave;
-};
-
-} // namespace
+using qvxtest::Pty;
 
 class tst_SerialPort : public QObject
 {
@@ -64,14 +18,17 @@ private slots:
     void unopenableDeviceIsQuiet();
     void translations_data();
     void translations();
-    void carModelSetters();
+    void portAppearsAfterOpen();
+    void portComesBackAtTheSamePath();
+    void closedPortStaysClosed();
+    void serviceAnswersAfterReplug();
 };
 
 void tst_SerialPort::adapterFramesAnsweredOverPty()
 {
     Pty pty;
-    QVERIFY(pty.isValid());
-    qputenv("CANSERVICE_SERIAL_PORT", pty.slave().toUtf8());
+    QVERIFY(!pty.path().isEmpty());
+    qputenv("CANSERVICE_SERIAL_PORT", pty.path().toUtf8());
     canservice::SimpleService service;
     qputenv("CANSERVICE_SERIAL_PORT", "/nonexistent/qvx-test-port");
     QSignalSpy status(&service, &CanServiceBase::notifyCanbusStatus);
@@ -82,16 +39,16 @@ void tst_SerialPort::adapterFramesAnsweredOverPty()
     QTRY_COMPARE((received += pty.readAvailable()).toHex(), QByteArray("5aa5022a05ff2f"));
 
     // A frame split over two writes, then a corrupt one: ACK then NAK, in order.
-    pty.write(QByteArray::fromHex("5aa5015501"));
+    QVERIFY(pty.write(QByteArray::fromHex("5aa5015501")));
     QTest::qWait(20);
-    pty.write(QByteArray::fromHex("56"));
-    pty.write(QByteArray::fromHex("5aa5015501ff"));
+    QVERIFY(pty.write(QByteArray::fromHex("56")));
+    QVERIFY(pty.write(QByteArray::fromHex("5aa5015501ff")));
     received.clear();
     QTRY_COMPARE((received += pty.readAvailable()).toHex(), QByteArray("5aa501ff55545aa501fe5553"));
     QCOMPARE(status.count(), 1);
 
     service.stop();
-    pty.write(QByteArray::fromHex("5aa501550156"));
+    QVERIFY(pty.write(QByteArray::fromHex("5aa501550156")));
     QTest::qWait(100);
     QCOMPARE(pty.readAvailable(), QByteArray());
     CanBusManager::instance()->setQvxCarModelIndex(0);
@@ -148,15 +105,121 @@ void tst_SerialPort::translations()
     Translator::reload();
 }
 
-void tst_SerialPort::carModelSetters()
+// The host started before the adapter's device exists looks for it as after an unplug.
+void tst_SerialPort::portAppearsAfterOpen()
 {
-    CanBusManager *manager = CanBusManager::instance();
-    manager->setCarModelId(94);
-    manager->setQvxCarModelIndex(0x105);
-    QCOMPARE(manager->getCarModelId(), 94);
-    QCOMPARE(manager->getQvxCarModelIndex(), 0x105);
-    manager->setCarModelId(0);
-    manager->setQvxCarModelIndex(0);
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("adapter"));
+    Pty adapter(path);
+    qvxtest::Messages log;
+    canservice::SerialPort port;
+    QVERIFY(!port.open(path, 38400));
+    QCOMPARE(log.lines.size(), 1);
+    QVERIFY2(log.lines[0].contains(path) && log.lines[0].contains("looking for it every second"),
+             qPrintable(log.lines[0]));
+
+    QVERIFY(adapter.plug());
+    QTRY_VERIFY_WITH_TIMEOUT(port.isOpen(), 2500);
+    QCOMPARE(log.lines.size(), 2);
+    QVERIFY2(log.lines[1].contains(path) && log.lines[1].contains("is back"), qPrintable(log.lines[1]));
+    QSignalSpy read(&port, &canservice::SerialPort::read);
+    QVERIFY(adapter.write("hello"));
+    QTRY_COMPARE(read.count(), 1);
+    port.close();
+}
+
+void tst_SerialPort::portComesBackAtTheSamePath()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("adapter"));
+    Pty adapter(path);
+    QVERIFY(adapter.plug());
+
+    qvxtest::Messages log;
+    canservice::SerialPort port;
+    QVERIFY(port.open(path, 38400));
+    QSignalSpy read(&port, &canservice::SerialPort::read);
+    QVERIFY(adapter.write("before"));
+    QTRY_COMPARE(read.count(), 1);
+    QCOMPARE(port.writeData("first", true), qint64(5));
+    QByteArray received;
+    QTRY_COMPARE(received += adapter.readAvailable(), QByteArray("first"));
+
+    adapter.unplug();
+    QTRY_VERIFY(!port.isOpen());
+    QCOMPARE(log.lines.size(), 1);
+    QVERIFY2(log.lines[0].contains(path) && log.lines[0].contains("went away"), qPrintable(log.lines[0]));
+    QCOMPARE(port.writeData("lost", true), qint64(-1));
+
+    // At least one attempt finds nothing, and says nothing.
+    QTest::qWait(1200);
+    QCOMPARE(log.lines.size(), 1);
+    QVERIFY(!port.isOpen());
+
+    QVERIFY(adapter.plug());
+    QTRY_VERIFY_WITH_TIMEOUT(port.isOpen(), 2500);
+    QCOMPARE(log.lines.size(), 2);
+    QVERIFY2(log.lines[1].contains(path) && log.lines[1].contains("is back"), qPrintable(log.lines[1]));
+    QCOMPARE(port.portName(), path);
+
+    QVERIFY(adapter.write("after"));
+    QTRY_COMPARE(read.count(), 2);
+    QCOMPARE(read[1][0].toByteArray(), QByteArray("after"));
+    QCOMPARE(port.writeData("answer", true), qint64(6));
+    received.clear();
+    QTRY_COMPARE(received += adapter.readAvailable(), QByteArray("answer"));
+}
+
+void tst_SerialPort::closedPortStaysClosed()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("adapter"));
+    Pty adapter(path);
+    QVERIFY(adapter.plug());
+
+    qvxtest::Messages log;
+    canservice::SerialPort port;
+    QVERIFY(port.open(path, 38400));
+    port.close();
+    adapter.unplug();
+    QVERIFY(adapter.plug());
+    // The owner closed it: nothing brings it back, nothing is said.
+    QTest::qWait(1200);
+    QVERIFY(!port.isOpen());
+    QCOMPARE(log.lines, QStringList());
+}
+
+void tst_SerialPort::serviceAnswersAfterReplug()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("adapter"));
+    Pty adapter(path);
+    QVERIFY(adapter.plug());
+    qputenv("CANSERVICE_SERIAL_PORT", path.toLocal8Bit());
+    canservice::SimpleService service;
+    qputenv("CANSERVICE_SERIAL_PORT", "/nonexistent/qvx-test-port");
+    canservice::SerialPort *port = canservice::SerialPort::latest();
+    QVERIFY(port && port->isOpen());
+    QSignalSpy status(&service, &CanServiceBase::notifyCanbusStatus);
+    const QByteArray ack = QByteArray::fromHex("5aa501ff1211");
+
+    QVERIFY(adapter.write(protocol::build(0x12, QByteArray::fromHex("00000400000000000000"))));
+    QByteArray received;
+    QTRY_VERIFY((received += adapter.readAvailable()).contains(ack));
+    QCOMPARE(service.getDoorStatus(), 0x04);
+
+    adapter.unplug();
+    QTRY_VERIFY(!port->isOpen());
+    QVERIFY(adapter.plug());
+    QTRY_VERIFY_WITH_TIMEOUT(port->isOpen(), 2500);
+
+    QVERIFY(adapter.write(protocol::build(0x12, QByteArray::fromHex("00000800000000000000"))));
+    received.clear();
+    QTRY_VERIFY((received += adapter.readAvailable()).contains(ack));
+    QCOMPARE(service.getDoorStatus(), 0x08);
+    // The link was down for less than the watchdog's 30 s: one report of 3 in all.
+    QCOMPARE(status.count(), 1);
+    QCOMPARE(status[0][0].toInt(), 3);
 }
 
 QTEST_GUILESS_MAIN(tst_SerialPort)

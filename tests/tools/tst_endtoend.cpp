@@ -66,6 +66,14 @@ public:
         }
         return list;
     }
+    // Events of this name whose field key holds value.
+    int count(const QString &name, const QString &key, int value)
+    {
+        int n = 0;
+        for (const QJsonObject &e : events(name))
+            n += e.value(key).toInt() == value;
+        return n;
+    }
     QList<QJsonObject> events(const QString &name)
     {
         QList<QJsonObject> list;
@@ -111,6 +119,7 @@ private slots:
     void pluginsThatAreRefused_data();
     void pluginsThatAreRefused();
     void defaultDriveRecordedAndReplayed();
+    void canhostAcrossSimulatorRestart();
 
 private:
     QString scenario(const QByteArray &text);
@@ -352,6 +361,39 @@ void tst_EndToEnd::defaultDriveRecordedAndReplayed()
     for (const QJsonObject &e : host.events().mid(2))
         second << timeless(e);
     QCOMPARE(second, first);
+}
+
+// The adapter goes away under a running canhost and comes back at the same path.
+void tst_EndToEnd::canhostAcrossSimulatorRestart()
+{
+    Tool host(QVX_CANHOST_PATH), first(QVX_ADAPTERSIM_PATH), second(QVX_ADAPTERSIM_PATH);
+    const QString link = mDir->filePath(QStringLiteral("adapter"));
+    first.start({"--pty", link, "--linger",
+                 scenario("0.2 frame body 00 00 04 00 00 00 00 00 00 00\n"
+                          "+0 expect 1 ack body\n+0.1 end\n")});
+    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(link).isSymLink(), Slow);
+    host.start({"--port", link, "--json", "--log", "errors"});
+    QTRY_COMPARE_WITH_TIMEOUT(host.count("doors", "status", 4), 1, Slow);
+    first.process.terminate();
+    QVERIFY(first.process.waitForFinished());
+    QTRY_VERIFY_WITH_TIMEOUT(host.err().contains("went away"), Slow);
+    second.start({"--pty", link, "--no-wait",
+                  scenario("1.5 frame body 00 00 08 00 00 00 00 00 00 00\n"
+                           "+0 expect 1 ack body\n"
+                           "+0.2 corrupt radar 26 27 ff 00 64 c8 e1 01 00 00 00 00\n"
+                           "+0 expect 1 nak radar\n"
+                           "+0.2 frame radar 26 27 ff 00 64 c8 e1 01 00 00 00 00\n"
+                           "+0 expect 1 ack radar\n+0.2 end\n")});
+    QTRY_VERIFY_WITH_TIMEOUT(host.err().contains("is back"), Slow);
+    QTRY_COMPARE_WITH_TIMEOUT(host.count("doors", "status", 8), 1, Slow);
+    QCOMPARE(second.exitCode(), 0);
+    QVERIFY2(second.out().contains("expectations: 3 met, 0 failed"), qPrintable(second.out()));
+    QVERIFY2(host.err().count("went away") == 1 && host.err().count("is back") == 1,
+             qPrintable(host.err()));
+    // Down for less than the watchdog's 30 s: the link was never reported lost.
+    QCOMPARE(host.count("link", "status", 0), 0);
+    host.send("quit");
+    QCOMPARE(host.exitCode(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_EndToEnd)
