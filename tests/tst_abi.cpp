@@ -27,7 +27,7 @@
 #define QVX_ABI(x86_64, armhf) std::size_t(0)
 #endif
 
-// record, member, offset on x86-64, offset on armhf
+// record, member, offset on x86-64, offset on armhf (records of texts only: their size says it)
 #define QVX_RECORD_MEMBERS(X)                                                                      \
     X(AmbientLightData, mode, 0, 0)                                                                \
     X(AmbientLightData, colour, 1, 1)                                                              \
@@ -54,47 +54,10 @@
     X(GPSTime, hour, 12, 12)                                                                       \
     X(GPSTime, minute, 16, 16)                                                                     \
     X(GPSTime, second, 20, 20)                                                                     \
-    X(VehicleMaintenanceData, item1, 0, 0)                                                         \
-    X(VehicleMaintenanceData, item2, 8, 4)                                                         \
-    X(VehicleMaintenanceData, item3, 16, 8)                                                        \
-    X(VehicleMaintenanceData, item4, 24, 12)                                                       \
     X(UnitData, distance, 0, 0)                                                                    \
     X(UnitData, temperature, 4, 4)                                                                 \
     X(UnitData, pressure, 8, 8)                                                                    \
     X(UnitData, consumption, 12, 12)                                                               \
-    X(FuelConsumptionData, item1, 0, 0)                                                            \
-    X(FuelConsumptionData, item2, 8, 4)                                                            \
-    X(FuelConsumptionData, item3, 16, 8)                                                           \
-    X(FuelConsumptionData, item4, 24, 12)                                                          \
-    X(FuelConsumptionData, item5, 32, 16)                                                          \
-    X(FuelConsumptionData, item6, 40, 20)                                                          \
-    X(DrivingData, item1, 0, 0)                                                                    \
-    X(DrivingData, item2, 8, 4)                                                                    \
-    X(DrivingData, item3, 16, 8)                                                                   \
-    X(DrivingData, item4, 24, 12)                                                                  \
-    X(DrivingData, item5, 32, 16)                                                                  \
-    X(DrivingData, item6, 40, 20)                                                                  \
-    X(DrivingData, item7, 48, 24)                                                                  \
-    X(DrivingData, item8, 56, 28)                                                                  \
-    X(DrivingData, item9, 64, 32)                                                                  \
-    X(DrivingData, item10, 72, 36)                                                                 \
-    X(DrivingData, item11, 80, 40)                                                                 \
-    X(DrivingData, item12, 88, 44)                                                                 \
-    X(DrivingData, item13, 96, 48)                                                                 \
-    X(DrivingData, item14, 104, 52)                                                                \
-    X(DrivingData, item15, 112, 56)                                                                \
-    X(DrivingData, item16, 120, 60)                                                                \
-    X(DrivingData, item17, 128, 64)                                                                \
-    X(DrivingData, item18, 136, 68)                                                                \
-    X(OtherInfoData, item1, 0, 0)                                                                  \
-    X(OtherInfoData, item2, 8, 4)                                                                  \
-    X(OtherInfoData, item3, 16, 8)                                                                 \
-    X(OtherInfoData, item4, 24, 12)                                                                \
-    X(OtherInfoData, item5, 32, 16)                                                                \
-    X(OtherInfoData, item6, 40, 20)                                                                \
-    X(OtherInfoData, item7, 48, 24)                                                                \
-    X(OtherInfoData, item8, 56, 28)                                                                \
-    X(OtherInfoData, item9, 64, 32)                                                                \
     X(OtherInfoData, flag, 72, 36)
 
 // record, size and alignment on x86-64, size and alignment on armhf
