@@ -13,28 +13,40 @@ namespace qvxtest {
 namespace {
 
 // Every value query of the service, by name.
-#define QVX_GETTERS(X)                                                                             \
-    X(version) X(getRotate) X(getCoolantTemp) X(getCoolantTempUnit) X(getDoorStatus)               \
-    X(isFrontDoorOpen) X(isRearDoorOpen) X(isLeftRearDoorOpen) X(isRightRearDoorOpen)              \
-    X(isLeftFrontDoorOpen) X(isRightFrontDoorOpen) X(getTireAlertType) X(getTireStatusFL)          \
-    X(getTireStatusFR) X(getTireStatusRL) X(getTireStatusRR) X(getTirePressureValueFL)             \
-    X(getTirePressureValueFR) X(getTirePressureValueRL) X(getTirePressureValueRR) X(getTireUnit)   \
-    X(getBatteryVoltageValue) X(getBatteryVoltageUnit) X(getBatteryVoltageAlertType)               \
-    X(isPowerOff) X(isPowerOffRear) X(isRearClimate) X(isAcMax) X(isAc) X(isInside) X(isAuto)      \
-    X(isDual) X(isRearDefrost) X(isFrontDefrost) X(getAcFrontLeftHeat) X(getAcFrontRightHeat)      \
-    X(getAcRearLeftHeat) X(getAcRearRightHeat) X(isAcSwcHeat) X(isAcGlassHeat)                     \
-    X(isAirCareActive) X(getAirConProfile) X(getLeftVentilation) X(getRightVentilation)            \
-    X(getAcWindMode) X(getAcWindScale) X(getAcWindModeRear) X(getAcWindScaleRear)                  \
-    X(getAcTemperature) X(getAcRightTemperature) X(getAcRearTemperature)                           \
-    X(getAcTemperatureIndex) X(getAcRightTemperatureIndex) X(getAcRearTemperatureIndex)            \
-    X(getAcTemperatureUnit) X(getAcRightTemperatureUnit) X(isSupportAc)                            \
-    X(getFrontRadarLeftDistance) X(getFrontRadarMiddleLeftDistance)                                \
-    X(getFrontRadarMiddleRightDistance) X(getFrontRadarRightDistance) X(getRearRadarLeftDistance)  \
-    X(getRearRadarMiddleLeftDistance) X(getRearRadarMiddleRightDistance)                           \
-    X(getRearRadarRightDistance) X(getLeftRadarFrontDistance) X(getLeftRadarMiddleFrontDistance)   \
-    X(getLeftRadarMiddleRearDistance) X(getLeftRadarRearDistance) X(getRightRadarFrontDistance)    \
-    X(getRightRadarMiddleFrontDistance) X(getRightRadarMiddleRearDistance)                         \
-    X(getRightRadarRearDistance)
+#define QVX_GETTERS(X)                                                                              \
+    X(version)                                                                                      \
+    X(getRotate) X(getCoolantTemp) X(getCoolantTempUnit) X(getDoorStatus) X(isFrontDoorOpen) X(     \
+        isRearDoorOpen) X(isLeftRearDoorOpen) X(isRightRearDoorOpen) X(isLeftFrontDoorOpen)         \
+        X(isRightFrontDoorOpen) X(getTireAlertType) X(getTireStatusFL) X(getTireStatusFR) X(        \
+            getTireStatusRL) X(getTireStatusRR) X(getTirePressureValueFL) X(getTirePressureValueFR) \
+            X(getTirePressureValueRL) X(getTirePressureValueRR) X(getTireUnit) X(                   \
+                getBatteryVoltageValue) X(getBatteryVoltageUnit) X(getBatteryVoltageAlertType)      \
+                X(isPowerOff) X(isPowerOffRear) X(isRearClimate) X(isAcMax) X(isAc) X(isInside) X(  \
+                    isAuto) X(isDual) X(isRearDefrost) X(isFrontDefrost) X(getAcFrontLeftHeat)      \
+                    X(getAcFrontRightHeat) X(getAcRearLeftHeat) X(getAcRearRightHeat) X(            \
+                        isAcSwcHeat) X(isAcGlassHeat) X(isAirCareActive) X(getAirConProfile)        \
+                        X(getLeftVentilation) X(getRightVentilation) X(getAcWindMode) X(            \
+                            getAcWindScale) X(getAcWindModeRear) X(getAcWindScaleRear)              \
+                            X(getAcTemperature) X(getAcRightTemperature) X(                         \
+                                getAcRearTemperature) X(getAcTemperatureIndex)                      \
+                                X(getAcRightTemperatureIndex) X(getAcRearTemperatureIndex) X(       \
+                                    getAcTemperatureUnit) X(getAcRightTemperatureUnit)              \
+                                    X(isSupportAc) X(getFrontRadarLeftDistance) X(                  \
+                                        getFrontRadarMiddleLeftDistance)                            \
+                                        X(getFrontRadarMiddleRightDistance) X(                      \
+                                            getFrontRadarRightDistance)                             \
+                                            X(getRearRadarLeftDistance) X(                          \
+                                                getRearRadarMiddleLeftDistance)                     \
+                                                X(getRearRadarMiddleRightDistance) X(               \
+                                                    getRearRadarRightDistance)                      \
+                                                    X(getLeftRadarFrontDistance) X(                 \
+                                                        getLeftRadarMiddleFrontDistance)            \
+                                                        X(getLeftRadarMiddleRearDistance) X(        \
+                                                            getLeftRadarRearDistance)               \
+                                                            X(getRightRadarFrontDistance) X(        \
+                                                                getRightRadarMiddleFrontDistance)   \
+                                                                X(getRightRadarMiddleRearDistance)  \
+                                                                    X(getRightRadarRearDistance)
 
 QString text(bool v)
 {
@@ -101,17 +113,26 @@ QString radar(SimpleService &s)
 // The climate flags and seat levels that are not zero.
 QString climateFlags(SimpleService &s)
 {
-    const QPair<const char *, int> all[] = {
-        {"powerOff", s.isPowerOff()},          {"rearClimate", s.isRearClimate()},
-        {"ac", s.isAc()},                      {"inside", s.isInside()},
-        {"auto", s.isAuto()},                  {"dual", s.isDual()},
-        {"rearDefrost", s.isRearDefrost()},    {"frontDefrost", s.isFrontDefrost()},
-        {"leftHeat", s.getAcFrontLeftHeat()},  {"rightHeat", s.getAcFrontRightHeat()},
-        {"leftVent", s.getLeftVentilation()},  {"rightVent", s.getRightVentilation()},
-        {"powerOffRear", s.isPowerOffRear()},  {"acMax", s.isAcMax()},
-        {"rearLeftHeat", s.getAcRearLeftHeat()}, {"rearRightHeat", s.getAcRearRightHeat()},
-        {"swcHeat", s.isAcSwcHeat()},          {"glassHeat", s.isAcGlassHeat()},
-        {"airCare", s.isAirCareActive()},      {"profile", s.getAirConProfile()}};
+    const QPair<const char *, int> all[] = {{"powerOff", s.isPowerOff()},
+                                            {"rearClimate", s.isRearClimate()},
+                                            {"ac", s.isAc()},
+                                            {"inside", s.isInside()},
+                                            {"auto", s.isAuto()},
+                                            {"dual", s.isDual()},
+                                            {"rearDefrost", s.isRearDefrost()},
+                                            {"frontDefrost", s.isFrontDefrost()},
+                                            {"leftHeat", s.getAcFrontLeftHeat()},
+                                            {"rightHeat", s.getAcFrontRightHeat()},
+                                            {"leftVent", s.getLeftVentilation()},
+                                            {"rightVent", s.getRightVentilation()},
+                                            {"powerOffRear", s.isPowerOffRear()},
+                                            {"acMax", s.isAcMax()},
+                                            {"rearLeftHeat", s.getAcRearLeftHeat()},
+                                            {"rearRightHeat", s.getAcRearRightHeat()},
+                                            {"swcHeat", s.isAcSwcHeat()},
+                                            {"glassHeat", s.isAcGlassHeat()},
+                                            {"airCare", s.isAirCareActive()},
+                                            {"profile", s.getAirConProfile()}};
     QStringList out;
     for (const auto &flag : all) {
         if (flag.second != 0)
@@ -124,13 +145,13 @@ const QHash<QString, std::function<QString(SimpleService &)>> &queries()
 {
 #define QVX_QUERY(name) {QStringLiteral(#name), [](SimpleService &s) { return text(s.name()); }},
     static const QHash<QString, std::function<QString(SimpleService &)>> table = {
-        QVX_GETTERS(QVX_QUERY){QStringLiteral("fuel"),
-                               [](SimpleService &s) {
-                                   FuelConsumptionData f;
-                                   s.getFuelConsumptionData(f);
-                                   return joined({f.item1, f.item2, f.item3, f.item4, f.item5,
-                                                  f.item6});
-                               }},
+        QVX_GETTERS(QVX_QUERY){
+            QStringLiteral("fuel"),
+            [](SimpleService &s) {
+                FuelConsumptionData f;
+                s.getFuelConsumptionData(f);
+                return joined({f.item1, f.item2, f.item3, f.item4, f.item5, f.item6});
+            }},
         {QStringLiteral("doors"), doors},
         {QStringLiteral("radar"), radar},
         {QStringLiteral("climateFlags"), climateFlags},
@@ -142,23 +163,22 @@ const QHash<QString, std::function<QString(SimpleService &)>> &queries()
         {QStringLiteral("pressures"),
          [](SimpleService &s) {
              return text(s.getTirePressureValueFL()) + ' ' + text(s.getTirePressureValueFR()) +
-                    ' ' + text(s.getTirePressureValueRL()) + ' ' +
-                    text(s.getTirePressureValueRR());
+                    ' ' + text(s.getTirePressureValueRL()) + ' ' + text(s.getTirePressureValueRR());
          }},
         {QStringLiteral("driving"),
          [](SimpleService &s) {
              DrivingData d;
              s.getDrivingData(d);
-             return joined({d.item1, d.item2, d.item3, d.item4, d.item5, d.item6, d.item7,
-                            d.item8, d.item9, d.item10, d.item11, d.item12, d.item13, d.item14,
-                            d.item15, d.item16, d.item17, d.item18});
+             return joined({d.item1, d.item2, d.item3, d.item4, d.item5, d.item6, d.item7, d.item8,
+                            d.item9, d.item10, d.item11, d.item12, d.item13, d.item14, d.item15,
+                            d.item16, d.item17, d.item18});
          }},
         {QStringLiteral("other"),
          [](SimpleService &s) {
              OtherInfoData o;
              s.getOtherInfoData(o);
-             return joined({o.item1, o.item2, o.item3, o.item4, o.item5, o.item6, o.item7,
-                            o.item8, o.item9});
+             return joined(
+                 {o.item1, o.item2, o.item3, o.item4, o.item5, o.item6, o.item7, o.item8, o.item9});
          }},
     };
 #undef QVX_QUERY
@@ -288,8 +308,9 @@ Drive::Drive(bool quiet) : mQuiet(quiet)
     QObject::connect(port, &canservice::SerialPort::written, [this](QByteArray b, bool flag) {
         const quint8 cmd = protocol::u8(b, protocol::CommandAt);
         if (cmd == protocol::cmd::Ack || cmd == protocol::cmd::Nak)
-            answers << QString::asprintf("%s:%02x", cmd == protocol::cmd::Ack ? "ack" : "nak",
-                                         protocol::u8(b, protocol::DataAt + protocol::ack::Command));
+            answers << QString::asprintf(
+                "%s:%02x", cmd == protocol::cmd::Ack ? "ack" : "nak",
+                protocol::u8(b, protocol::DataAt + protocol::ack::Command));
         else
             sent << (flag ? "" : "~") + QString::fromLatin1(b.toHex());
     });

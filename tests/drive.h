@@ -83,20 +83,20 @@ QByteArray frameData(quint8 cmd, const QString &notation);
 } // namespace qvxtest
 
 // A test whose rows are scripts: drive_data() adds a "script" column, drive() runs each row.
-#define QVX_DRIVE_ROWS                                                                           \
-    void drive()                                                                                 \
-    {                                                                                            \
-        QFETCH(QString, script);                                                                 \
-        qvxtest::Drive d;                                                                        \
-        QCOMPARE(d.run(script), qvxtest::Drive::expected(script));                               \
+#define QVX_DRIVE_ROWS                                                                             \
+    void drive()                                                                                   \
+    {                                                                                              \
+        QFETCH(QString, script);                                                                   \
+        qvxtest::Drive d;                                                                          \
+        QCOMPARE(d.run(script), qvxtest::Drive::expected(script));                                 \
     }
 
 // main() for a test whose timers run on a clock it moves itself.
-#define QVX_VIRTUAL_TIME_MAIN(TestObject)                                                        \
-    int main(int argc, char *argv[])                                                           \
-    {                                                                                          \
-        QCoreApplication::setEventDispatcher(new qvxtest::VirtualClock);                       \
-        QCoreApplication app(argc, argv);                                                      \
-        TestObject test;                                                                       \
-        return QTest::qExec(&test, argc, argv);                                                \
+#define QVX_VIRTUAL_TIME_MAIN(TestObject)                                                          \
+    int main(int argc, char *argv[])                                                               \
+    {                                                                                              \
+        QCoreApplication::setEventDispatcher(new qvxtest::VirtualClock);                           \
+        QCoreApplication app(argc, argv);                                                          \
+        TestObject test;                                                                           \
+        return QTest::qExec(&test, argc, argv);                                                    \
     }

@@ -50,13 +50,13 @@ void tst_Climate::drive_data()
                    "frontDefrost:1 leftVent:3 rightVent:3"},
     };
     for (const auto &f : flags)
-        QTest::addRow("flags %s", f.first) << QString("31 %1 ..; climateFlags=%2").arg(f.first, f.second);
+        QTest::addRow("flags %s", f.first)
+            << QString("31 %1 ..; climateFlags=%2").arg(f.first, f.second);
     // The vents code in byte 4 to the host's mode; every other code is mode 0.
     const int modes[] = {0, 0, 0, 2, 0, 3, 1, 0, 0, 0, 0, 7, 5, 4, 6, 0};
     for (int code = 0; code < 16; ++code)
-        QTest::addRow("mode code %d", code) << QString("31 .. @4 %1; getAcWindMode=%2")
-                                                   .arg(hex(code))
-                                                   .arg(modes[code]);
+        QTest::addRow("mode code %d", code)
+            << QString("31 .. @4 %1; getAcWindMode=%2").arg(hex(code)).arg(modes[code]);
     QTest::newRow("mode code 0x35") << "31 .. @4 35; getAcWindMode=0";
     // The blower in byte 5: models 60 and 94 report 0..7 directly, the others 0..18.
     const int bands[] = {0, 0, 1, 1, 2, 2, 3, 3, 3, 4, 4, 4, 5, 5, 5, 6, 6, 6, 7};
@@ -76,10 +76,9 @@ void tst_Climate::drive_data()
         << "31 .. @5 13; getAcWindScale=7; errors=getAcWindScale: Blowing grade value is ERROR!!!";
     QTest::newRow("blower model 61 code 255") << "model 61; 31 .. @5 ff; getAcWindScale=7";
     // Half degrees in bytes 6, 7 and 10 (each zone alone), FE and FF markers.
-    const QPair<int, const char *> temperatures[] = {{0x00, "0"},    {0x01, "0.5"},
-                                                     {0x24, "18"},   {0x2d, "22.5"},
-                                                     {0xfd, "126.5"}, {0xfe, "-100"},
-                                                     {0xff, "-101"}};
+    const QPair<int, const char *> temperatures[] = {
+        {0x00, "0"},     {0x01, "0.5"},  {0x24, "18"},  {0x2d, "22.5"},
+        {0xfd, "126.5"}, {0xfe, "-100"}, {0xff, "-101"}};
     for (const auto &t : temperatures)
         QTest::addRow("temperature %02x", t.first)
             << QString("31 .. @6 %1; getAcTemperature=%2; getAcTemperatureIndex=%3; "
@@ -109,35 +108,65 @@ void tst_Climate::drive_data()
     };
     const Key keys[] = {
         // toggles: the opposite of what the adapter last reported
-        {"31 00 ..", 0, "5aa5023b01013e", 0}, {"31 40 ..", 0, "5aa5023b01003d", 0},
-        {"31 fe ..", 2, "5aa5023b02013f", 0}, {"31 01 ..", 2, "5aa5023b02003e", 0},
-        {"31 08 ..", 4, "5aa5023b0f014c", 0}, {"31 04 ..", 4, "5aa5023b0f004b", 0},
-        {"31 00 ..", 5, "5aa5023b040141", 0}, {"31 10 ..", 5, "5aa5023b040040", 0},
-        {"31 0000 20 ..", 8, "5aa5023b050142", 0}, {"31 0000 10 ..", 8, "5aa5023b050041", 0},
-        {"31 0000 10 ..", 9, "5aa5023b060143", 0}, {"31 0000 20 ..", 9, "5aa5023b060042", 0},
+        {"31 00 ..", 0, "5aa5023b01013e", 0},
+        {"31 40 ..", 0, "5aa5023b01003d", 0},
+        {"31 fe ..", 2, "5aa5023b02013f", 0},
+        {"31 01 ..", 2, "5aa5023b02003e", 0},
+        {"31 08 ..", 4, "5aa5023b0f014c", 0},
+        {"31 04 ..", 4, "5aa5023b0f004b", 0},
+        {"31 00 ..", 5, "5aa5023b040141", 0},
+        {"31 10 ..", 5, "5aa5023b040040", 0},
+        {"31 0000 20 ..", 8, "5aa5023b050142", 0},
+        {"31 0000 10 ..", 8, "5aa5023b050041", 0},
+        {"31 0000 10 ..", 9, "5aa5023b060143", 0},
+        {"31 0000 20 ..", 9, "5aa5023b060042", 0},
         // fixed commands
-        {"", 6, "5aa5023b070144", 0}, {"", 7, "5aa5023b070043", 0},
-        {"", 12, "5aa5023b08ff43", 0}, {"", 13, "5aa5023b0aff45", 0},
-        {"", 14, "5aa5023b09ff44", 0}, {"", 15, "5aa5023b0b0148", 0},
-        {"", 16, "5aa5023b0b0249", 0}, {"", 17, "5aa5023b150152", 0},
-        {"", 18, "5aa5023b150253", 0}, {"", 19, "5aa5023b0c0149", 0},
-        {"", 20, "5aa5023b0c024a", 0}, {"", 21, "5aa5023b0d014a", 0},
-        {"", 22, "5aa5023b0d024b", 0}, {"", 23, "5aa5023b160153", 0},
-        {"", 24, "5aa5023b160254", 0}, {"", 34, "5aa5023b17ff52", 0},
+        {"", 6, "5aa5023b070144", 0},
+        {"", 7, "5aa5023b070043", 0},
+        {"", 12, "5aa5023b08ff43", 0},
+        {"", 13, "5aa5023b0aff45", 0},
+        {"", 14, "5aa5023b09ff44", 0},
+        {"", 15, "5aa5023b0b0148", 0},
+        {"", 16, "5aa5023b0b0249", 0},
+        {"", 17, "5aa5023b150152", 0},
+        {"", 18, "5aa5023b150253", 0},
+        {"", 19, "5aa5023b0c0149", 0},
+        {"", 20, "5aa5023b0c024a", 0},
+        {"", 21, "5aa5023b0d014a", 0},
+        {"", 22, "5aa5023b0d024b", 0},
+        {"", 23, "5aa5023b160153", 0},
+        {"", 24, "5aa5023b160254", 0},
+        {"", 34, "5aa5023b17ff52", 0},
         // the blower's top step: only model 94 holds it back
-        {"model 94; 31 .. @5 07", 15, "", 0}, {"model 94; 31 .. @5 06", 15, "5aa5023b0b0148", 0},
-        {"model 60; 31 .. @5 07", 15, "5aa5023b0b0148", 0}, {"31 .. @5 12", 15, "5aa5023b0b0148", 0},
+        {"model 94; 31 .. @5 07", 15, "", 0},
+        {"model 94; 31 .. @5 06", 15, "5aa5023b0b0148", 0},
+        {"model 60; 31 .. @5 07", 15, "5aa5023b0b0148", 0},
+        {"31 .. @5 12", 15, "5aa5023b0b0148", 0},
         // the mode key steps on from the low four bits of the reported vents code
-        {"31 .. @4 03", 31, "5aa5023b09ff44", 0}, {"31 .. @4 35", 31, "5aa5023b22ff5d", 0},
-        {"31 .. @4 06", 31, "5aa5023b08ff43", 0}, {"31 .. @4 fb", 31, "5aa5023b21ff5c", 0},
-        {"31 .. @4 0c", 31, "5aa5023b0aff45", 0}, {"31 .. @4 00", 31, "5aa5023b0aff45", 0},
+        {"31 .. @4 03", 31, "5aa5023b09ff44", 0},
+        {"31 .. @4 35", 31, "5aa5023b22ff5d", 0},
+        {"31 .. @4 06", 31, "5aa5023b08ff43", 0},
+        {"31 .. @4 fb", 31, "5aa5023b21ff5c", 0},
+        {"31 .. @4 0c", 31, "5aa5023b0aff45", 0},
+        {"31 .. @4 00", 31, "5aa5023b0aff45", 0},
         {"31 .. @4 0d", 31, "5aa5023b0aff45", 0},
         // keys the adapter has no command for
-        {"", 1, "", 0}, {"", 3, "", 0}, {"", 10, "", 0}, {"", 11, "", 0}, {"", 25, "", 0},
-        {"", 29, "", 0}, {"", 32, "", 0}, {"", 35, "", 0}, {"", -1, "", 0}, {"", 1000, "", 0},
-        {"", 28, "", -1}, {"", 30, "", -1},
+        {"", 1, "", 0},
+        {"", 3, "", 0},
+        {"", 10, "", 0},
+        {"", 11, "", 0},
+        {"", 25, "", 0},
+        {"", 29, "", 0},
+        {"", 32, "", 0},
+        {"", 35, "", 0},
+        {"", -1, "", 0},
+        {"", 1000, "", 0},
+        {"", 28, "", -1},
+        {"", 30, "", -1},
         // model 52 takes no climate command at all
-        {"model 52", 12, "", 0}, {"model 52", 2, "", 0}, {"model 52; 31 .. @4 05", 31, "", 0},
+        {"model 52", 12, "", 0},
+        {"model 52", 2, "", 0},
+        {"model 52; 31 .. @4 05", 31, "", 0},
     };
     for (const Key &k : keys) {
         QTest::addRow("key %d after %s", k.key, k.state)
@@ -147,7 +176,8 @@ void tst_Climate::drive_data()
                    .arg(*k.frame ? "~" : "", k.frame)
                    .arg(k.returned);
     }
-    QTest::newRow("sending never touches the state") << "acKey 2 1; acKey 31 1; acKey 15 1; signals=";
+    QTest::newRow("sending never touches the state")
+        << "acKey 2 1; acKey 31 1; acKey 15 1; signals=";
 }
 
 // The host reads the state inside its slot.

@@ -12,7 +12,6 @@
 #include <QTimer>
 #include <QtTest>
 
-
 #if defined(__SANITIZE_ADDRESS__)
 #define QVX_LSAN 1
 #elif defined(__has_feature)
@@ -87,8 +86,8 @@ void tst_Leaks::createAndDeleteOnPseudoTerminals()
         protocol::build(0x41, QByteArray(12, '\x10')).replace(16, 1, "\x00", 1);
     const QByteArray climate =
         protocol::build(0x31, QByteArray::fromHex("410000000000242400000000"));
-    const QByteArray want = protocol::build(0xFF, QByteArray(1, 0x12)) +
-                            protocol::build(0xFE, QByteArray(1, 0x41));
+    const QByteArray want =
+        protocol::build(0xFF, QByteArray(1, 0x12)) + protocol::build(0xFE, QByteArray(1, 0x41));
 
     // Qt builds some things once, on first use: let a first round pay for them.
     const int warmUp = 1;
@@ -112,11 +111,11 @@ void tst_Leaks::createAndDeleteOnPseudoTerminals()
         QVERIFY(adapter.write(doors + corrupt));
         // An unfinished frame at the end: the service goes with a frame half assembled.
         QVERIFY(adapter.write(climate.left(7)));
-        QVERIFY2(waitFor([&] { return (received += adapter.readAvailable()).contains(want); },
-                         5000),
-                 qPrintable(QStringLiteral("round %1: %2")
-                                .arg(round)
-                                .arg(QString::fromLatin1(received.toHex(' ')))));
+        QVERIFY2(
+            waitFor([&] { return (received += adapter.readAvailable()).contains(want); }, 5000),
+            qPrintable(QStringLiteral("round %1: %2")
+                           .arg(round)
+                           .arg(QString::fromLatin1(received.toHex(' ')))));
         QCOMPARE(service->getDoorStatus(), 0x40);
         if (round % 2)
             service->stop(); // some hosts stop the service before they delete it

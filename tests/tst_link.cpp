@@ -38,8 +38,10 @@ void tst_Link::drive_data()
         << "raw 5aa50a12000004000000000000001b; answers=nak:12; doors=; "
            "errors=onDataReady: checksum err!; raw " +
                bonnet + "; answers=ack:12; doors=front";
-    QTest::newRow("two frames in one chunk") << "raw " + bonnet + "5aa501550156; answers=ack:12 ack:55";
-    QTest::newRow("LEN 255") << "raw " + protocol::build(0x77, QByteArray(255, char(0xFF))).toHex() +
+    QTest::newRow("two frames in one chunk")
+        << "raw " + bonnet + "5aa501550156; answers=ack:12 ack:55";
+    QTest::newRow("LEN 255") << "raw " +
+                                    protocol::build(0x77, QByteArray(255, char(0xFF))).toHex() +
                                     QString("; answers=ack:77");
     QTest::newRow("header bytes inside data are data")
         << "12 00005aa5 ..; answers=ack:12; getDoorStatus=90";
@@ -75,7 +77,8 @@ void tst_Link::answerThenLinkThenDecoders()
     qvxtest::Drive d;
     QStringList order;
     QObject::connect(d.port, &canservice::SerialPort::written, [&] { order << "answer"; });
-    QObject::connect(d.service.get(), &CanServiceBase::notifyCanbusStatus, [&] { order << "link"; });
+    QObject::connect(d.service.get(), &CanServiceBase::notifyCanbusStatus,
+                     [&] { order << "link"; });
     QObject::connect(d.service.get(), &CanServiceBase::doorChanged, [&] { order << "doors"; });
     d.run("raw " + bonnet);
     QCOMPARE(order, (QStringList{"answer", "link", "doors"}));

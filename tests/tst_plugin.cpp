@@ -38,7 +38,8 @@ void tst_Plugin::metadataWithoutInstance()
     QCOMPARE(meta.value("className").toString(), QStringLiteral("SimpleService"));
     QVERIFY(
         meta.value("MetaData").toObject().isEmpty()); // the plugin carries no metadata of its own
-    QCOMPARE(meta.value("version").toInt(), QT_VERSION & 0xFFFF00); // the loader keeps major and minor
+    QCOMPARE(meta.value("version").toInt(),
+             QT_VERSION & 0xFFFF00); // the loader keeps major and minor
     QVERIFY(!mLoader.isLoaded() || canservice::SerialPort::latest() == nullptr);
     QVERIFY(mLoader.load());
     QCOMPARE(canservice::SerialPort::latest(), nullptr); // loading constructs nothing

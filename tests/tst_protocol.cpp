@@ -30,9 +30,11 @@ void tst_Protocol::build_data()
     QTest::newRow("ack 0x00") << 0xFF << QByteArray(1, 0) << QByteArray::fromHex("5aa501ff00ff");
     QTest::newRow("nak 0x2a") << 0xFE << QByteArray(1, 0x2A) << QByteArray::fromHex("5aa501fe2a28");
     QTest::newRow("no data") << 0x55 << QByteArray() << QByteArray::fromHex("5aa5005554");
-    QTest::newRow("checksum wraps") << 0x80 << QByteArray::fromHex("7f00") << QByteArray::fromHex("5aa502807f0000");
+    QTest::newRow("checksum wraps")
+        << 0x80 << QByteArray::fromHex("7f00") << QByteArray::fromHex("5aa502807f0000");
     QTest::newRow("255 bytes of 0xff")
-        << 0xFF << QByteArray(255, char(0xFF)) << QByteArray::fromHex("5aa5ffff") + QByteArray(255, char(0xFF)) + char(0xFE);
+        << 0xFF << QByteArray(255, char(0xFF))
+        << QByteArray::fromHex("5aa5ffff") + QByteArray(255, char(0xFF)) + char(0xFE);
 }
 
 void tst_Protocol::build()

@@ -12,8 +12,8 @@ private slots:
 void tst_Radar::drive_data()
 {
     QTest::addColumn<QString>("script");
-    const QString none = "255 255 255 255 | 255 255 255 255 | " + QString("255 ").repeated(7) +
-                         "255";
+    const QString none =
+        "255 255 255 255 | 255 255 255 255 | " + QString("255 ").repeated(7) + "255";
     // Each band's first and last raw value, on every sensor at once.
     const int bands[][2] = {{1, 38},    {39, 69},   {70, 100},  {101, 131},
                             {132, 162}, {163, 193}, {194, 224}, {225, 255}};

@@ -121,7 +121,8 @@ void tst_SerialPort::portAppearsAfterOpen()
     QVERIFY(adapter.plug());
     QTRY_VERIFY_WITH_TIMEOUT(port.isOpen(), 2500);
     QCOMPARE(log.lines.size(), 2);
-    QVERIFY2(log.lines[1].contains(path) && log.lines[1].contains("is back"), qPrintable(log.lines[1]));
+    QVERIFY2(log.lines[1].contains(path) && log.lines[1].contains("is back"),
+             qPrintable(log.lines[1]));
     QSignalSpy read(&port, &canservice::SerialPort::read);
     QVERIFY(adapter.write("hello"));
     QTRY_COMPARE(read.count(), 1);
@@ -148,7 +149,8 @@ void tst_SerialPort::portComesBackAtTheSamePath()
     adapter.unplug();
     QTRY_VERIFY(!port.isOpen());
     QCOMPARE(log.lines.size(), 1);
-    QVERIFY2(log.lines[0].contains(path) && log.lines[0].contains("went away"), qPrintable(log.lines[0]));
+    QVERIFY2(log.lines[0].contains(path) && log.lines[0].contains("went away"),
+             qPrintable(log.lines[0]));
     QCOMPARE(port.writeData("lost", true), qint64(-1));
 
     // At least one attempt finds nothing, and says nothing.
@@ -159,7 +161,8 @@ void tst_SerialPort::portComesBackAtTheSamePath()
     QVERIFY(adapter.plug());
     QTRY_VERIFY_WITH_TIMEOUT(port.isOpen(), 2500);
     QCOMPARE(log.lines.size(), 2);
-    QVERIFY2(log.lines[1].contains(path) && log.lines[1].contains("is back"), qPrintable(log.lines[1]));
+    QVERIFY2(log.lines[1].contains(path) && log.lines[1].contains("is back"),
+             qPrintable(log.lines[1]));
     QCOMPARE(port.portName(), path);
 
     QVERIFY(adapter.write("after"));

@@ -98,9 +98,9 @@ void tst_TripComputer::drive_data()
                "driving=|300.0mph|||10000.0mph";
 
     // Time: tenths of hours, then minutes; ff markers.
-    const char *times[][2] = {{"000a1e", "1.5h"}, {"00003c", "1.0h"}, {"000078", "2.0h"},
-                              {"0000fe", "4.2h"}, {"000703", "0.7h"}, {"fffe03", "6553.4h"},
-                              {"ff0000", "6528.0h"}, {"0000ff", "--"}, {"ffff00", "--"}};
+    const char *times[][2] = {{"000a1e", "1.5h"},    {"00003c", "1.0h"}, {"000078", "2.0h"},
+                              {"0000fe", "4.2h"},    {"000703", "0.7h"}, {"fffe03", "6553.4h"},
+                              {"ff0000", "6528.0h"}, {"0000ff", "--"},   {"ffff00", "--"}};
     for (const auto &t : times)
         QTest::addRow("time %s", t[0]) << QString("13 ..ff @11 %1; driving=||%2; "
                                                   "signals=drivingDataChanged")

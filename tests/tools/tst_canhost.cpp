@@ -1,8 +1,8 @@
 // canhost's parts: the commands it reads, and what it prints for each signal, read back
 // through the getters of a service fed the adapter's frames.
+#include "drive.h"
 #include "hostcommands.h"
 #include "hostevents.h"
-#include "drive.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,7 +1,7 @@
 // The capture format: what the host stand-in's port records, read back line by line.
 #include "capture.h"
-#include "protocol.h"
 #include "links.h"
+#include "protocol.h"
 #include "serialport.h"
 
 #include <QSignalSpy>
@@ -133,8 +133,7 @@ void tst_Capture::portRecordsBothDirections()
     port.writeData(carSelect, true);
     QTRY_VERIFY(!fromHost.isEmpty());
     QTest::qWait(20); // the two lines must be apart in time
-    const QByteArray doors =
-        protocol::build(0x12, QByteArray::fromHex("00004000000000000000"));
+    const QByteArray doors = protocol::build(0x12, QByteArray::fromHex("00004000000000000000"));
     adapter->write(doors);
     QTRY_VERIFY(!fromAdapter.isEmpty());
     port.close();

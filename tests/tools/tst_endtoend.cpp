@@ -285,9 +285,8 @@ void tst_EndToEnd::badInputIsNamed()
     host.send("model 94");
     host.process.closeWriteChannel();
     QCOMPARE(host.exitCode(), 0);
-    QVERIFY2(
-        host.err().contains("canhost: input line 2: 'warmer' is not a key code or name"),
-        qPrintable(host.err()));
+    QVERIFY2(host.err().contains("canhost: input line 2: 'warmer' is not a key code or name"),
+             qPrintable(host.err()));
     QVERIFY(host.err().contains("cannot open " + mDir->filePath("absent")));
     QCOMPARE(host.events("command").size(), 1);
     QCOMPARE(host.events("link").size(), 1); // from the state dump
@@ -347,9 +346,9 @@ void tst_EndToEnd::defaultDriveRecordedAndReplayed()
     QSet<QString> kinds;
     for (const QJsonObject &e : first)
         kinds << e.value("event").toString();
-    QCOMPARE(kinds, (QSet<QString>{"link", "version", "rotate", "coolant", "doors", "climate",
-                                   "tyres", "tyreAlert", "battery", "radar", "key", "info",
-                                   "fuel", "driving"}));
+    QCOMPARE(kinds,
+             (QSet<QString>{"link", "version", "rotate", "coolant", "doors", "climate", "tyres",
+                            "tyreAlert", "battery", "radar", "key", "info", "fuel", "driving"}));
     Tool replay(QVX_ADAPTERSIM_PATH), host(QVX_CANHOST_PATH);
     startPair(replay, host, {"--replay", capture});
     QCOMPARE(replay.exitCode(), 0);
