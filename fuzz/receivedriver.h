@@ -1,7 +1,8 @@
 #pragma once
 
 // Drives one service, created through the plugin entry, from one fuzz input and checks
-// what it does against a plain framing of its own (never the plugin's frame helpers).
+// what it does against a plain framing of its own, on purpose: never the protocol module, so
+// that a mistake there cannot agree with itself here.
 //
 // Input layout:
 //   bytes 0-1   n, big-endian: the number of control bytes that follow
