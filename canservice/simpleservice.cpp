@@ -37,7 +37,7 @@ SimpleService::~SimpleService() = default;
 
 void SimpleService::initData()
 {
-    mRadarData.append(QByteArray(19, char(0xFF)));
+    mRadarData.append(QByteArray(19, char(protocol::radar::NoReading)));
 }
 
 void SimpleService::start()
@@ -45,7 +45,7 @@ void SimpleService::start()
     QVX_DBG << "Start Quorvex_LSN305";
     const int index = CanBusManager::instance()->getQvxCarModelIndex();
     QVX_DBG << index << (index & 0xFF);
-    sendCarSelect(index & 0xFF, 0xFF);
+    sendCarSelect(index & 0xFF, protocol::carselect::SecondValue);
 }
 
 void SimpleService::stop()

@@ -121,6 +121,7 @@ const int Command = 0; // the command answered (ACK and NAK alike)
 namespace carselect {
 const int Model = 0;
 const int Second = 1;
+const quint8 SecondValue = 0xFF; // what the head unit always sends there
 } // namespace carselect
 
 namespace request {
