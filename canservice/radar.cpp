@@ -10,15 +10,12 @@ namespace canservice {
 
 namespace {
 
-// Highest raw distance of each band, nearest first; raw 0 is a sensor that reports nothing.
-constexpr quint8 BandTop[] = {38, 69, 100, 131, 162, 193, 224, 255};
-
 quint8 band(quint8 raw)
 {
     if (raw == 0)
         return protocol::radar::NoReading;
     quint8 b = 0;
-    while (raw > BandTop[b])
+    while (raw > protocol::radar::bandTop(b))
         ++b;
     return b;
 }
@@ -26,7 +23,7 @@ quint8 band(quint8 raw)
 // The host counts levels from 1 (nearest); 255 is no reading.
 int level(quint8 b)
 {
-    return b < 8 ? b + 1 : 255;
+    return b < protocol::radar::Bands ? b + 1 : 255;
 }
 
 int slotLevel(const QByteArray &table, int slot)

@@ -219,6 +219,13 @@ const int Rear = 0;  // four rear sensors, outside left to outside right
 const int Front = 4; // four front sensors
 const int Sensors = 4;
 const quint8 NoReading = 0xFF;
+const int Bands = 8;
+// The highest raw distance of band b (0 nearest .. 7); raw 0 is a sensor that reports nothing.
+inline quint8 bandTop(int b)
+{
+    static const quint8 tops[Bands] = {38, 69, 100, 131, 162, 193, 224, 255};
+    return tops[b];
+}
 } // namespace radar
 
 namespace tyres {

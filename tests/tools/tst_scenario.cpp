@@ -114,7 +114,7 @@ void tst_Scenario::badLines_data()
     QTest::addColumn<int>("line");
     QTest::addColumn<QString>("message"); // a part of the message
 
-    const QString ok = QStringLiteral("# fine\n0 frame body 00\n");
+    const QString ok = QStringLiteral("# fine\n0 frame panel 15 01\n");
     QTest::newRow("unknown action") << ok + "1 sned 00" << 3 << "unknown action 'sned'";
     QTest::newRow("no time") << ok + "frame body 00" << 3 << "'frame' is not a time";
     QTest::newRow("negative time") << "-1 raw 00" << 1 << "not a time";
@@ -124,6 +124,12 @@ void tst_Scenario::badLines_data()
     QTest::newRow("time alone") << ok + "\n3" << 4 << "without an action";
     QTest::newRow("quoted time") << "\"1\" raw 00" << 1 << "starts with its time";
     QTest::newRow("frame without command") << "0 frame" << 1 << "needs a command";
+    QTest::newRow("frame of the wrong length")
+        << "0 frame body 00" << 1 << "body takes 10 data bytes, not 1 (raw writes any bytes)";
+    QTest::newRow("word out of the vocabulary")
+        << "0 door sunroof open" << 1 << "'sunroof' is one of: bonnet, boot, front-left";
+    QTest::newRow("word without its value") << "0 climate temp-left 22.3" << 1 << "half degrees";
+    QTest::newRow("next without a fault") << "0 next split" << 1 << "next corrupt, next split";
     QTest::newRow("unknown command name")
         << "0 frame doors 00" << 1 << "unknown command 'doors' (a hexadecimal id or one of: wheel";
     QTest::newRow("command of two bytes") << "0 frame 1234" << 1 << "unknown command '1234'";
@@ -195,7 +201,7 @@ void tst_Scenario::patterns()
     QCOMPARE(scenario.steps.first().pattern.matches(cmd, data), matches);
 }
 
-// The demo's drive exercises every command the plugin decodes, and goes wrong on purpose.
+// The demo's drive speaks every command the plugin decodes in words, and goes wrong on purpose.
 void tst_Scenario::shippedScenario()
 {
     QFile file(QStringLiteral(QVX_SOURCE_DIR "/scenarios/default"));
@@ -205,20 +211,20 @@ void tst_Scenario::shippedScenario()
     QVERIFY2(Scenario::parse(QString::fromUtf8(file.readAll()), &scenario, &error),
              qPrintable(error.toString("scenarios/default")));
     QSet<int> commands;
-    int corrupt = 0, raw = 0, chunked = 0, expects = 0;
+    QSet<int> faults;
+    int raw = 0, expects = 0;
     for (const ScenarioStep &step : scenario.steps) {
-        if (step.kind == ScenarioStep::Frame && !step.corrupt)
+        if (step.kind == ScenarioStep::Words)
             commands.insert(step.cmd);
-        corrupt += step.corrupt;
+        if (step.kind == ScenarioStep::Next)
+            faults.insert(step.fault);
         raw += step.kind == ScenarioStep::Raw;
-        chunked += step.kind == ScenarioStep::Chunk && step.chunkSize > 0;
         expects += step.kind == ScenarioStep::Expect;
     }
     for (const QString &name : tools::adapterCommandNames())
         QVERIFY2(commands.contains(tools::adapterCommandByName(name)), qPrintable(name));
-    QVERIFY(corrupt >= 1);
+    QCOMPARE(faults, (QSet<int>{ScenarioStep::Corrupt, ScenarioStep::Split}));
     QVERIFY(raw >= 2);
-    QVERIFY(chunked >= 1);
     QVERIFY(expects >= 1);
     QVERIFY(scenario.duration() < 15.0); // the demo must stay short
 }

@@ -1,10 +1,13 @@
 #include "scenario.h"
 
+#include "car.h"
 #include "protocol.h"
 #include "textparse.h"
 #include "wire.h"
 
 #include <QStringList>
+
+#include <algorithm>
 
 namespace tools {
 
@@ -98,6 +101,14 @@ bool parseFrame(const QString &action, const Args &args, ScenarioStep *step, QSt
                      .arg(protocol::MaxDataLength);
         return false;
     }
+    const protocol::Command *known = protocol::command(protocol::ToHeadUnit, step->cmd);
+    if (known && known->length != protocol::len::Any && step->data.size() != known->length) {
+        *error = QStringLiteral("%1 takes %2 data bytes, not %3 (raw writes any bytes)")
+                     .arg(QLatin1String(known->name))
+                     .arg(known->length)
+                     .arg(step->data.size());
+        return false;
+    }
     step->bytes = protocol::build(quint8(step->cmd), step->data);
     if (step->corrupt)
         step->bytes[step->bytes.size() - 1] = char(quint8(step->bytes.back()) + 1);
@@ -153,6 +164,42 @@ bool parseEnd(const QString &, const Args &args, ScenarioStep *step, QString *er
     return true;
 }
 
+bool parseNext(const QString &, const Args &args, ScenarioStep *step, QString *error)
+{
+    step->kind = ScenarioStep::Next;
+    const QString what = args.value(0).text;
+    double gap = 0.05;
+    const bool cut = what == QLatin1String("split") || what == QLatin1String("truncate");
+    if (what == QLatin1String("corrupt") && args.size() == 1) {
+        step->fault = ScenarioStep::Corrupt;
+        return true;
+    }
+    if (cut && parseInt(args.value(1).text, &step->at) && step->at > 0 &&
+        (args.size() == 2 ||
+         (args.size() == 3 && what == QLatin1String("split") &&
+          parseSeconds(args.at(2).text, &gap)))) {
+        step->fault = what == QLatin1String("split") ? ScenarioStep::Split : ScenarioStep::Truncate;
+        step->chunkGap = gap;
+        return true;
+    }
+    *error = QStringLiteral("next corrupt, next split <bytes> [<gap>] or next truncate <bytes>");
+    return false;
+}
+
+bool parseNoise(const QString &, const Args &args, ScenarioStep *step, QString *error)
+{
+    int n = 0;
+    if (args.size() != 1 || !parseInt(args.first().text, &n) || n < 1 || n > 4096) {
+        *error = QStringLiteral("noise takes a number of bytes from 1 to 4096");
+        return false;
+    }
+    // Never a header byte: noise must not start a frame of its own.
+    step->kind = ScenarioStep::Raw;
+    for (int i = 0; i < n; ++i)
+        step->bytes.append(char(0x11 * (i % 5 + 1)));
+    return true;
+}
+
 struct Action
 {
     const char *name;
@@ -175,6 +222,10 @@ const Action Actions[] = {
      "an adapter command name may stand for its id) must arrive after the previous write "
      "and at most <within> seconds after this line's time"},
     {"end", parseEnd, "end", "the scenario lasts until here"},
+    {"next", parseNext, "next corrupt | next split <k> [<gap>] | next truncate <k>",
+     "the next frame written goes out with its checksum off by one, in two pieces <gap> "
+     "seconds apart (default 0.05) after byte <k>, or cut off after byte <k>"},
+    {"noise", parseNoise, "noise <n>", "<n> bytes that are no frame"},
 };
 
 bool parseLine(const QList<Token> &words, double previous, ScenarioStep *step, QString *error)
@@ -208,19 +259,59 @@ bool parseLine(const QList<Token> &words, double previous, ScenarioStep *step, Q
         if (action == QLatin1String(a.name))
             return a.parse(action, words.mid(2), step, error);
     }
+    if (Car::isWord(action)) {
+        step->kind = ScenarioStep::Words;
+        step->words = words.mid(1);
+        return true;
+    }
     QStringList names;
     for (const Action &a : Actions)
         names << QLatin1String(a.name);
-    *error =
-        QStringLiteral("unknown action '%1' (%2)").arg(action, names.join(QStringLiteral(", ")));
+    *error = QStringLiteral("unknown action '%1' (%2, or the car in words: see help)")
+                 .arg(action, names.join(QStringLiteral(", ")));
     return false;
 }
 
 } // namespace
 
+namespace {
+
+// Tries the words on a car of its own, and adds the release of a key held long.
+bool checkWords(Car &car, ScenarioStep &step, QList<ScenarioStep> *later, QString *error)
+{
+    if (step.kind != ScenarioStep::Words)
+        return true;
+    int cmd = 0;
+    double release = 0;
+    if (!car.apply(step.words, &cmd, &release, error))
+        return false;
+    step.cmd = cmd;
+    if (release > 0) {
+        ScenarioStep up = step;
+        up.time += release;
+        up.words[3].text = QStringLiteral("release");
+        later->append(up);
+    }
+    return true;
+}
+
+} // namespace
+
+bool Scenario::parseCommand(const QString &line, Scenario *scenario, QString *error)
+{
+    ParseError e;
+    if (!parse(QStringLiteral("0 ") + line, scenario, &e)) {
+        *error = e.message;
+        return false;
+    }
+    return true;
+}
+
 bool Scenario::parse(const QString &text, Scenario *scenario, ParseError *error)
 {
     scenario->steps.clear();
+    Car car;
+    QList<ScenarioStep> releases;
     const QStringList lines = text.split(QLatin1Char('\n'));
     double previous = 0;
     bool ended = false;
@@ -239,13 +330,21 @@ bool Scenario::parse(const QString &text, Scenario *scenario, ParseError *error)
         }
         ScenarioStep step;
         step.line = i + 1;
-        if (!parseLine(words, previous, &step, &message)) {
+        if (!parseLine(words, previous, &step, &message) ||
+            !checkWords(car, step, &releases, &message)) {
             *error = {i + 1, message};
             return false;
         }
         previous = step.time;
         ended = step.kind == ScenarioStep::End;
         scenario->steps.append(step);
+    }
+    // A long press's release among the later lines, by its time.
+    for (const ScenarioStep &up : releases) {
+        const auto at = std::upper_bound(
+            scenario->steps.begin(), scenario->steps.end(), up.time,
+            [](double t, const ScenarioStep &s) { return t < s.time; });
+        scenario->steps.insert(at, up);
     }
     return true;
 }
@@ -287,7 +386,7 @@ QString Scenario::help()
         }
         text += line + QLatin1Char('\n');
     }
-    return text;
+    return text + Car::help();
 }
 
 double Scenario::duration() const

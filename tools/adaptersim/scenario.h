@@ -22,7 +22,8 @@ struct FramePattern
 
 struct ScenarioStep
 {
-    enum Kind { Frame, Raw, Chunk, Expect, End };
+    enum Kind { Frame, Raw, Chunk, Expect, End, Words, Next };
+    enum Fault { Corrupt, Split, Truncate };
     Kind kind = Frame;
     int line = 0;
     double time = 0;
@@ -34,12 +35,17 @@ struct ScenarioStep
     double chunkGap = 0;
     double within = 0;
     FramePattern pattern;
+    QList<Token> words; // Words: a form of the car's vocabulary
+    Fault fault = Corrupt; // Next: what happens to the next frame written
+    int at = 0;            // Split, Truncate: after this many bytes
 };
 
 class Scenario
 {
 public:
     static bool parse(const QString &text, Scenario *scenario, ParseError *error);
+    // One line without its time, as typed on the simulator's input: its steps start at 0.
+    static bool parseCommand(const QString &line, Scenario *scenario, QString *error);
     static QString help();
 
     QList<ScenarioStep> steps;

@@ -21,7 +21,7 @@ int msUntil(double seconds, double now)
 
 AdapterSimulator::AdapterSimulator(AdapterLink *link, QTextStream &out, const Options &options,
                                    QObject *parent)
-    : QObject(parent), mLink(link), mOut(out), mOptions(options), mClimate(options.fanScale)
+    : QObject(parent), mLink(link), mOut(out), mOptions(options), mCar(options.fanScale)
 {
     for (QTimer *timer :
          {&mStepTimer, &mSilenceTimer, &mEndTimer, &mPumpTimer, &mOutParseOut, &mInParseOut}) {
@@ -137,10 +137,34 @@ void AdapterSimulator::runStep(const ScenarioStep &step)
         }
         if (!step.corrupt) {
             mLastData.insert(step.cmd, step.data);
-            if (step.cmd == protocol::cmd::Climate)
-                mClimate.setState(step.data);
+            mCar.setData(step.cmd, step.data);
         }
         send(step.bytes, step.line);
+        break;
+    case ScenarioStep::Words: {
+        int cmd = 0;
+        double release = 0;
+        QString error;
+        QStringList words;
+        for (const Token &t : step.words)
+            words << t.text;
+        if (!mCar.apply(step.words, &cmd, &release, &error)) {
+            print(now(), QStringLiteral("!! %1%2").arg(error, where));
+            break;
+        }
+        const QByteArray data = mCar.data(cmd);
+        mLastData.insert(cmd, data);
+        if (!mOptions.quiet) {
+            print(now(), QStringLiteral("-> %1: %2%3")
+                             .arg(words.join(QLatin1Char(' ')), describeAdapterFrame(cmd, data),
+                                  where));
+        }
+        send(protocol::build(quint8(cmd), data), step.line);
+        break;
+    }
+    case ScenarioStep::Next:
+        mFaultPending = true;
+        mFault = step;
         break;
     case ScenarioStep::Raw:
         if (!mOptions.quiet && !mReplay)
@@ -166,10 +190,28 @@ void AdapterSimulator::runStep(const ScenarioStep &step)
     }
 }
 
-void AdapterSimulator::send(const QByteArray &bytes, int line, bool frame)
+void AdapterSimulator::send(const QByteArray &whole, int line, bool frame)
 {
+    QByteArray bytes = whole;
     mLastWrite = now();
     double due = std::max(now(), mQueue.isEmpty() ? 0.0 : mQueue.last().due);
+    if (frame && mFaultPending) {
+        mFaultPending = false;
+        const int at = std::min(mFault.at, int(bytes.size()));
+        if (mFault.fault == ScenarioStep::Corrupt) {
+            bytes[bytes.size() - 1] = char(quint8(bytes.back()) + 1);
+        } else if (mFault.fault == ScenarioStep::Truncate) {
+            bytes.truncate(at);
+        } else if (at < bytes.size()) {
+            mQueue.append({due, bytes.left(at), line, true});
+            mQueue.append({due + mFault.chunkGap, bytes.mid(at), line, false});
+            pump();
+            return;
+        }
+        print(now(), QStringLiteral("   (next %1 applied: %2)")
+                         .arg(mFault.fault == ScenarioStep::Corrupt ? "corrupt" : "truncate",
+                              hexText(bytes)));
+    }
     if (mChunkSize <= 0 || bytes.size() <= mChunkSize) {
         mQueue.append({due, bytes, line, frame});
     } else {
@@ -336,12 +378,12 @@ void AdapterSimulator::matchAnswer(int cmd, const QByteArray &data, bool ack)
 void AdapterSimulator::answer(int cmd, const QByteArray &data)
 {
     if (cmd == protocol::cmd::ClimateKey && data.size() == protocol::len::ClimateKey) {
-        if (!mClimate.apply(protocol::u8(data, protocol::climatekey::Command),
-                            protocol::u8(data, protocol::climatekey::Value))) {
+        if (!mCar.climate().apply(protocol::u8(data, protocol::climatekey::Command),
+                                  protocol::u8(data, protocol::climatekey::Value))) {
             print(now(), QStringLiteral("   (no such climate command here: nothing changes)"));
             return;
         }
-        const QByteArray state = mClimate.state();
+        const QByteArray state = mCar.climate().state();
         mLastData.insert(protocol::cmd::Climate, state);
         if (!mOptions.quiet)
             print(now(), QStringLiteral("-> %1  (answer)")
@@ -406,6 +448,36 @@ void AdapterSimulator::maybeFinish()
     summarise();
     if (!mOptions.linger)
         emit finished(exitCode());
+}
+
+void AdapterSimulator::command(const QString &line)
+{
+    const QString word = line.trimmed();
+    if (word.isEmpty() || word.startsWith(QLatin1Char('#')))
+        return;
+    if (word == QLatin1String("help")) {
+        mOut << Scenario::help();
+        mOut.flush();
+        return;
+    }
+    if (word == QLatin1String("state")) {
+        mOut << mCar.describe();
+        mOut.flush();
+        return;
+    }
+    Scenario scenario;
+    QString error;
+    if (!Scenario::parseCommand(word, &scenario, &error)) {
+        mOut << "adaptersim: input: " << error << '\n';
+        mOut.flush();
+        return;
+    }
+    for (const ScenarioStep &step : scenario.steps) {
+        if (step.time <= 0)
+            runStep(step);
+        else
+            QTimer::singleShot(int(step.time * 1000), this, [this, step] { runStep(step); });
+    }
 }
 
 void AdapterSimulator::stop()

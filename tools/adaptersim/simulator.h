@@ -5,7 +5,7 @@
 // scenario's expectations and sums up.
 
 #include "capture.h"
-#include "climatemodel.h"
+#include "car.h"
 #include "reader.h"
 #include "scenario.h"
 #include "wire.h"
@@ -49,6 +49,10 @@ public:
 
     // 0 when every expectation was met.
     int exitCode() const;
+
+    // A line typed on the simulator's input: help, state, or a scenario action without its
+    // time (the car in words, a frame, a fault), played now.
+    void command(const QString &line);
 
 signals:
     void finished(int exitCode);
@@ -160,7 +164,9 @@ private:
     int mStrayAnswers = 0;
     int mOtherFrames = 0;
     QHash<int, QByteArray> mLastData;
-    ClimateModel mClimate;
+    Car mCar;
+    bool mFaultPending = false; // a `next` line waits for the next frame
+    ScenarioStep mFault;
 };
 
 } // namespace tools
