@@ -11,7 +11,10 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
+#include <QSocketNotifier>
 #include <QTextStream>
+
+#include <unistd.h>
 
 #include <memory>
 
@@ -124,6 +127,20 @@ int run(QCoreApplication &app, QTextStream &out, QTextStream &err)
     QObject::connect(&simulator, &tools::AdapterSimulator::finished, &app,
                      [](int code) { QCoreApplication::exit(code); });
     tools::onQuitSignals(&simulator, [&simulator] { simulator.stop(); });
+    // Lines on standard input: help, state, or a scenario action without its time.
+    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
+    QByteArray typed;
+    QObject::connect(&input, &QSocketNotifier::activated, [&] {
+        char buffer[1024];
+        const ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
+        if (n <= 0) {
+            input.setEnabled(false);
+            return;
+        }
+        typed.append(buffer, int(n));
+        for (int end; (end = typed.indexOf('\n')) >= 0; typed.remove(0, end + 1))
+            simulator.command(QString::fromUtf8(typed.left(end)));
+    });
     simulator.start();
     return app.exec();
 }

@@ -127,7 +127,8 @@ void AdapterSimulator::runDueSteps()
 
 void AdapterSimulator::runStep(const ScenarioStep &step)
 {
-    const QString where = QStringLiteral("  (line %1)").arg(step.line);
+    const QString where =
+        step.line > 0 ? QStringLiteral("  (line %1)").arg(step.line) : QStringLiteral("  (typed)");
     switch (step.kind) {
     case ScenarioStep::Frame:
         if (!mOptions.quiet) {
@@ -472,7 +473,8 @@ void AdapterSimulator::command(const QString &line)
         mOut.flush();
         return;
     }
-    for (const ScenarioStep &step : scenario.steps) {
+    for (ScenarioStep &step : scenario.steps) {
+        step.line = 0;
         if (step.time <= 0)
             runStep(step);
         else
