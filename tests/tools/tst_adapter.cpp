@@ -91,6 +91,7 @@ private slots:
     void unacknowledgedFrames();
     void chunksAndCutOffFrames();
     void waitsForTheHead();
+    void wordsAndFaults();
     void replay();
 };
 
@@ -414,6 +415,29 @@ void tst_Adapter::replay()
     QVERIFY(text.contains("the capture held 1 head-unit writes"));
     link.fromHost(build(0x3B, QByteArray::fromHex("0201")));
     QCOMPARE(link.writes.size(), 3); // a replay answers nothing
+}
+
+// Words build on the car as it is; a fault changes the next frame only.
+void tst_Adapter::wordsAndFaults()
+{
+    Run run(QStringLiteral("0 next split 4 0.01\n"
+                           "0 door bonnet open\n"
+                           "0.05 next truncate 3\n"
+                           "0.05 battery low\n"
+                           "0.1 next corrupt\n"
+                           "0.1 door boot open\n"
+                           "0.15 door bonnet closed\n"));
+    QVERIFY(run.parsed);
+    run.simulator.start();
+    QTRY_COMPARE(run.finished.count(), 1);
+    const QByteArray bonnet = build(0x12, QByteArray::fromHex("00000400000000000000"));
+    QByteArray corrupt = build(0x12, QByteArray::fromHex("00000c00000040000000"));
+    corrupt[corrupt.size() - 1] = char(quint8(corrupt.back()) + 1);
+    QCOMPARE(
+        run.link.writes,
+        (QList<QByteArray>{bonnet.left(4), bonnet.mid(4),
+                           build(0x12, QByteArray::fromHex("00000400000040000000")).left(3),
+                           corrupt, build(0x12, QByteArray::fromHex("00000800000040000000"))}));
 }
 
 QTEST_GUILESS_MAIN(tst_Adapter)

@@ -53,7 +53,8 @@ bool whole(Edit &e, const QString &text, int low, int high, int *value)
 {
     if (qvx::parseNumber(text, value) && *value >= low && *value <= high)
         return true;
-    return e.fail(QStringLiteral("'%1' is not a number from %2 to %3").arg(text).arg(low).arg(high));
+    return e.fail(
+        QStringLiteral("'%1' is not a number from %2 to %3").arg(text).arg(low).arg(high));
 }
 
 // A decimal such as 1234.5 in tenths, up to `high` tenths.
@@ -84,7 +85,7 @@ bool arity(Edit &e, const Args &args, int n, const char *usage)
 
 // --- body status -------------------------------------------------------------------------
 
-const QStringList DoorNames = {"bonnet",    "boot",     "front-left",
+const QStringList DoorNames = {"bonnet",      "boot",      "front-left",
                                "front-right", "rear-left", "rear-right"};
 const quint8 DoorBits[] = {protocol::body::FrontDoor,     protocol::body::RearDoor,
                            protocol::body::LeftFrontDoor, protocol::body::RightFrontDoor,
@@ -167,8 +168,8 @@ bool key(Edit &e, const Args &a)
 bool climate(Edit &e, const Args &a)
 {
     namespace c = protocol::climate;
-    const QStringList switches = {"power", "ac",   "auto", "dual", "inside", "rear",
-                                  "defrost-front", "defrost-rear"};
+    const QStringList switches = {"power",  "ac",   "auto",          "dual",
+                                  "inside", "rear", "defrost-front", "defrost-rear"};
     const QString what = a.value(0);
     bool on = false;
     if (switches.contains(what)) {
@@ -196,8 +197,9 @@ bool climate(Edit &e, const Args &a)
     if (temperatures.contains(what)) {
         if (!arity(e, a, 2, "climate temp-left|temp-right|temp-rear <degrees>|low|high"))
             return false;
-        const int byte = what == temperatures[0] ? c::Left : what == temperatures[1] ? c::Right
-                                                                                      : c::RearTemp;
+        const int byte = what == temperatures[0]   ? c::Left
+                         : what == temperatures[1] ? c::Right
+                                                   : c::RearTemp;
         int code = 0;
         if (a.at(1) == QLatin1String("low")) {
             code = c::Low;
@@ -227,8 +229,8 @@ bool climate(Edit &e, const Args &a)
     if (what == QLatin1String("seat-left") || what == QLatin1String("seat-right")) {
         const bool left = what == QLatin1String("seat-left");
         if (a.size() == 2 && a.at(1) == QLatin1String("off")) {
-            e.data[c::Seats] = char(u8(e.data, c::Seats) &
-                                    ~(c::SeatLevel << (left ? 0 : c::RightSeatShift)));
+            e.data[c::Seats] =
+                char(u8(e.data, c::Seats) & ~(c::SeatLevel << (left ? 0 : c::RightSeatShift)));
             return true;
         }
         int level = 0;
@@ -238,8 +240,8 @@ bool climate(Edit &e, const Args &a)
         if (kind < 0 || !whole(e, a.at(2), 0, 3, &level))
             return false;
         const int shift = left ? 0 : c::RightSeatShift;
-        e.data[c::Seats] = char((u8(e.data, c::Seats) & ~(c::SeatLevel << shift)) |
-                                (level << shift));
+        e.data[c::Seats] =
+            char((u8(e.data, c::Seats) & ~(c::SeatLevel << shift)) | (level << shift));
         e.setBit(c::Air, left ? c::LeftVentilates : c::RightVentilates, kind == 1);
         return true;
     }
@@ -273,8 +275,8 @@ bool coolant(Edit &e, const Args &a)
 {
     int degrees = 0;
     if (!arity(e, a, 1, "coolant <degrees>") ||
-        !whole(e, a.at(0), -protocol::carinfo::CoolantOffset, 255 - protocol::carinfo::CoolantOffset,
-               &degrees))
+        !whole(e, a.at(0), -protocol::carinfo::CoolantOffset,
+               255 - protocol::carinfo::CoolantOffset, &degrees))
         return false;
     e.data[protocol::carinfo::Coolant] = char(degrees + protocol::carinfo::CoolantOffset);
     return true;
@@ -359,8 +361,8 @@ bool driveTime(Edit &e, const Args &a)
 
 bool radar(Edit &e, const Args &a)
 {
-    const QStringList sensors = {"rear-left",   "rear-middle-left",   "rear-middle-right",
-                                 "rear-right",  "front-left",         "front-middle-left",
+    const QStringList sensors = {"rear-left",          "rear-middle-left", "rear-middle-right",
+                                 "rear-right",         "front-left",       "front-middle-left",
                                  "front-middle-right", "front-right"};
     if (a.size() == 1 && a.at(0) == QLatin1String("clear")) {
         for (int i = 0; i < sensors.size(); ++i)
@@ -484,7 +486,8 @@ const Word Words[] = {
     {"tyre", protocol::cmd::Tyres, tyre,
      "tyre front-left|front-right|rear-left|rear-right alert none|first|second\n"
      "tyre <wheel> pressure <value>"},
-    {"tyres", protocol::cmd::Tyres, tyres, "tyres valid|invalid\ntyres pressures <fl> <fr> <rl> <rr>"},
+    {"tyres", protocol::cmd::Tyres, tyres,
+     "tyres valid|invalid\ntyres pressures <fl> <fr> <rl> <rr>"},
     {"version", protocol::cmd::Version, version, "version \"<text>\""},
 };
 
@@ -617,7 +620,8 @@ QString Car::help()
     for (const Word &w : Words) {
         const protocol::Command *c = protocol::command(protocol::ToHeadUnit, w.cmd);
         const QString frame = w.edit == key ? QStringLiteral("wheel 11 or panel 21")
-                                            : QStringLiteral("%1 %2").arg(QLatin1String(c->name))
+                                            : QStringLiteral("%1 %2")
+                                                  .arg(QLatin1String(c->name))
                                                   .arg(w.cmd, 2, 16, QLatin1Char('0'));
         const QStringList lines = QString::fromLatin1(w.usage).split(QLatin1Char('\n'));
         for (int i = 0; i < lines.size(); ++i)

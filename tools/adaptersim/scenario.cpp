@@ -175,9 +175,8 @@ bool parseNext(const QString &, const Args &args, ScenarioStep *step, QString *e
         return true;
     }
     if (cut && parseInt(args.value(1).text, &step->at) && step->at > 0 &&
-        (args.size() == 2 ||
-         (args.size() == 3 && what == QLatin1String("split") &&
-          parseSeconds(args.at(2).text, &gap)))) {
+        (args.size() == 2 || (args.size() == 3 && what == QLatin1String("split") &&
+                              parseSeconds(args.at(2).text, &gap)))) {
         step->fault = what == QLatin1String("split") ? ScenarioStep::Split : ScenarioStep::Truncate;
         step->chunkGap = gap;
         return true;
@@ -341,9 +340,9 @@ bool Scenario::parse(const QString &text, Scenario *scenario, ParseError *error)
     }
     // A long press's release among the later lines, by its time.
     for (const ScenarioStep &up : releases) {
-        const auto at = std::upper_bound(
-            scenario->steps.begin(), scenario->steps.end(), up.time,
-            [](double t, const ScenarioStep &s) { return t < s.time; });
+        const auto at =
+            std::upper_bound(scenario->steps.begin(), scenario->steps.end(), up.time,
+                             [](double t, const ScenarioStep &s) { return t < s.time; });
         scenario->steps.insert(at, up);
     }
     return true;

@@ -35,7 +35,7 @@ struct ScenarioStep
     double chunkGap = 0;
     double within = 0;
     FramePattern pattern;
-    QList<Token> words; // Words: a form of the car's vocabulary
+    QList<Token> words;    // Words: a form of the car's vocabulary
     Fault fault = Corrupt; // Next: what happens to the next frame written
     int at = 0;            // Split, Truncate: after this many bytes
 };

@@ -156,9 +156,9 @@ void AdapterSimulator::runStep(const ScenarioStep &step)
         const QByteArray data = mCar.data(cmd);
         mLastData.insert(cmd, data);
         if (!mOptions.quiet) {
-            print(now(), QStringLiteral("-> %1: %2%3")
-                             .arg(words.join(QLatin1Char(' ')), describeAdapterFrame(cmd, data),
-                                  where));
+            print(now(),
+                  QStringLiteral("-> %1: %2%3")
+                      .arg(words.join(QLatin1Char(' ')), describeAdapterFrame(cmd, data), where));
         }
         send(protocol::build(quint8(cmd), data), step.line);
         break;
