@@ -3,6 +3,7 @@
 #include "drive.h"
 #include "hostcommands.h"
 #include "hostevents.h"
+#include "linkcounters.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -26,6 +27,7 @@ private slots:
     void keysAndLink();
     void driverPosition();
     void stateDump();
+    void counters();
 };
 
 void tst_CanHost::initTestCase()
@@ -308,6 +310,29 @@ void tst_CanHost::stateDump()
     QVERIFY(words.startsWith("   state link      down (status 0)\n"));
     QVERIFY(words.contains("   state version   \"\"\n"));
     QVERIFY(words.contains("   state doors     all closed (0x00)\n"));
+}
+
+// Counted by the plugin's receive rules: the frame cut off by parse-out, the noise before a
+// header, the bad checksum, the command nobody decodes.
+void tst_CanHost::counters()
+{
+    tools::LinkCounters c;
+    c.fromAdapter(QByteArray::fromHex("0011") + protocol::build(0x12, QByteArray(10, 0)));
+    c.fromAdapter(QByteArray::fromHex("5aa5022a05ff30") + protocol::build(0x55, "\x01"));
+    c.fromAdapter(QByteArray::fromHex("5aa50a12"));
+    c.fromAdapter(QByteArray::fromHex("00"));
+    qvxtest::VirtualClock::instance()->advance(500);
+    c.fromAdapter(protocol::build(0x12, QByteArray(10, 0)));
+    for (const char *hex : {"5aa501ff1211", "5aa501fe2a28", "5aa501ff5554", "5aa501ff1211"})
+        c.fromHeadUnit(QByteArray::fromHex(hex));
+    c.linkStatus(3);
+    c.linkStatus(3);
+    c.linkStatus(0);
+    QCOMPARE(QJsonDocument(c.json()).toJson(QJsonDocument::Compact),
+             QByteArray(R"({"acks":3,"checksumErrors":1,"frames":{"0x55":1,"body":2},)"
+                        R"("linkDown":1,"linkUp":1,"naks":1,"parseOuts":1,"skippedBytes":2,)"
+                        R"("unknownCommands":1})"));
+    QCOMPARE(c.rate(0x12), 2);
 }
 
 QVX_VIRTUAL_TIME_MAIN(tst_CanHost)

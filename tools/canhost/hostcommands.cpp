@@ -104,8 +104,8 @@ const Command Commands[] = {
     {"key", nullptr, HostCommand::Key, 1, 2, parseKey, "key <code|name> [value]",
      "climate key; value defaults to 0; names: power ac dual auto\n"
      "                              front-defrost rear-defrost mode"},
-    {"source", nullptr, HostCommand::Source, 1, 1000, parseSource,
-     "source <type> [name] [text...]", "audio source, e.g. source 0 FM1 87.50; source 1"},
+    {"source", nullptr, HostCommand::Source, 1, 1000, parseSource, "source <type> [name] [text...]",
+     "audio source, e.g. source 0 FM1 87.50; source 1"},
     {"request", nullptr, HostCommand::Request, 2, 2, parseRequest, "request <a> <b>",
      "request frame with two bytes"},
     {"model", nullptr, HostCommand::Model, 1, 1, parseModel, "model <id>", "vehicle model id"},

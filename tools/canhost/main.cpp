@@ -4,8 +4,9 @@
 #include "canservicebase.h"
 #include "hostcommands.h"
 #include "hostevents.h"
-#include "quitsignals.h"
+#include "linkcounters.h"
 #include "number.h"
+#include "quitsignals.h"
 #include "serialport.h"
 
 #include <QCommandLineParser>
@@ -92,6 +93,7 @@ private:
     QObject *mInstance = nullptr;
     CanServiceBase *mService = nullptr;
     std::unique_ptr<tools::EventPrinter> mPrinter;
+    tools::LinkCounters mCounters;
     std::unique_ptr<QTemporaryDir> mNvmRoot;
     QSocketNotifier *mInput = nullptr;
     QByteArray mInputBuffer;
@@ -243,6 +245,14 @@ int CanHost::run(QCoreApplication &app)
     mPrinter->note(QStringLiteral("port"), {{"name", portName}, {"open", open}},
                    open ? portName : QStringLiteral("%1 is not open").arg(portName));
     mPrinter->connectSignals();
+    if (serial) {
+        connect(serial, &canservice::SerialPort::read, &mCounters,
+                &tools::LinkCounters::fromAdapter);
+        connect(serial, &canservice::SerialPort::written, &mCounters,
+                [this](const QByteArray &bytes) { mCounters.fromHeadUnit(bytes); });
+    }
+    connect(mService, &CanServiceBase::notifyCanbusStatus, &mCounters,
+            &tools::LinkCounters::linkStatus);
     mService->start();
 
     mWait.setSingleShot(true);
@@ -373,6 +383,7 @@ void CanHost::execute(const tools::HostCommand &c)
         break;
     case HostCommand::State:
         mPrinter->dumpState();
+        mPrinter->note(QStringLiteral("counters"), mCounters.json(), mCounters.text());
         break;
     case HostCommand::Wait:
         mWait.start(int(c.seconds * 1000));
