@@ -4,6 +4,7 @@
 #include "hostcommands.h"
 #include "hostevents.h"
 #include "linkcounters.h"
+#include "terminalview.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -28,6 +29,8 @@ private slots:
     void driverPosition();
     void stateDump();
     void counters();
+    void viewFits_data();
+    void viewFits();
 };
 
 void tst_CanHost::initTestCase()
@@ -333,6 +336,42 @@ void tst_CanHost::counters()
                         R"("linkDown":1,"linkUp":1,"naks":1,"parseOuts":1,"skippedBytes":2,)"
                         R"("unknownCommands":1})"));
     QCOMPARE(c.rate(0x12), 2);
+}
+
+// The view's layers in the screen's size, however many frames came; changed bytes marked.
+void tst_CanHost::viewFits_data()
+{
+    QTest::addColumn<int>("columns");
+    QTest::addColumn<int>("rows");
+    QTest::newRow("80x24") << 80 << 24;
+    QTest::newRow("120x40") << 120 << 40;
+}
+
+void tst_CanHost::viewFits()
+{
+    QFETCH(int, columns);
+    QFETCH(int, rows);
+    qvxtest::Drive h;
+    tools::LinkCounters counters;
+    QObject::connect(h.port, &canservice::SerialPort::read, &counters,
+                     &tools::LinkCounters::fromAdapter);
+    QString text;
+    QTextStream out(&text);
+    tools::TerminalView view(h.service.get(), &counters, out, -1);
+    view.setSize(columns, rows);
+    h.run("12 .. @2 40; 12 .. @2 4c; 31 01 ..; 41 28 ..; 68 80 ..; 11 .. @2 0301; 21 0500; "
+          "13 ..ff; 32 ..; 34 ..ff; f0 56; 55 00; raw 00112233");
+    const QStringList screen = view.screen();
+    QCOMPARE(screen.size(), qMin(rows, 36)); // the bytes take what is left, up to what came
+    for (const QString &line : screen)
+        QVERIFY2(line.size() <= columns, qPrintable(line));
+    QVERIFY2(screen.at(2).startsWith("  doors    open: ") && screen.at(2).contains("(0x4c)"),
+             qPrintable(screen.at(2)));
+    QVERIFY2(screen.filter(QRegularExpression("^   body +2 +2 .* 00 00 4C 00")).size() == 1,
+             qPrintable(screen.join('\n')));
+    QCOMPARE(screen.last(), screen.last().left(9) + "< 00 11 22 33");
+    QCOMPARE(screen.filter(QRegularExpression("^   \\S+ +\\d+ ")).size(),
+             rows == 24 ? 9 : 11); // every command on a taller screen
 }
 
 QVX_VIRTUAL_TIME_MAIN(tst_CanHost)

@@ -6,6 +6,7 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QSet>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -120,9 +121,11 @@ private slots:
     void pluginsThatAreRefused();
     void defaultDriveRecordedAndReplayed();
     void canhostAcrossSimulatorRestart();
+    void viewInATerminal();
 
 private:
     QString scenario(const QByteArray &text);
+    void startPairSimulator(Tool &sim, const QString &link, const QStringList &simArgs);
     // Starts the simulator on a new pseudo-terminal, then canhost --json on it.
     void startPair(Tool &sim, Tool &host, const QStringList &simArgs,
                    const QStringList &hostArgs = {});
@@ -146,14 +149,19 @@ QString tst_EndToEnd::scenario(const QByteArray &text)
     return path;
 }
 
-void tst_EndToEnd::startPair(Tool &sim, Tool &host, const QStringList &simArgs,
-                             const QStringList &hostArgs)
+void tst_EndToEnd::startPairSimulator(Tool &sim, const QString &link, const QStringList &simArgs)
 {
-    const QString link = mDir->filePath(QStringLiteral("tty%1").arg(++mFiles));
     sim.start(QStringList{"--pty", link} + simArgs);
     QTRY_VERIFY_WITH_TIMEOUT(
         QFileInfo(link).isSymLink() || sim.process.state() == QProcess::NotRunning, Slow);
     QVERIFY2(QFileInfo(link).isSymLink(), qPrintable(sim.out() + sim.err()));
+}
+
+void tst_EndToEnd::startPair(Tool &sim, Tool &host, const QStringList &simArgs,
+                             const QStringList &hostArgs)
+{
+    const QString link = mDir->filePath(QStringLiteral("tty%1").arg(++mFiles));
+    startPairSimulator(sim, link, simArgs);
     host.start(QStringList{"--port", link, "--json"} + hostArgs);
 }
 
@@ -393,6 +401,49 @@ void tst_EndToEnd::canhostAcrossSimulatorRestart()
     QCOMPARE(host.count("link", "status", 0), 0);
     host.send("quit");
     QCOMPARE(host.exitCode(), 0);
+}
+
+// canhost --view in a tmux pane of 80x24: the screen read back with capture-pane.
+void tst_EndToEnd::viewInATerminal()
+{
+    const QString tmux = QStandardPaths::findExecutable("tmux");
+    if (tmux.isEmpty())
+        QSKIP("tmux is not installed (scripts/setup installs it)");
+    const QString socket = mDir->filePath("tmux");
+    QString screen;
+    const auto tmuxRun = [&](const QStringList &args) {
+        QProcess p;
+        p.start(tmux, QStringList{"-S", socket} + args);
+        p.waitForFinished(Slow);
+        screen = QString::fromUtf8(p.readAllStandardOutput());
+        return p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
+    };
+    Tool sim(QVX_ADAPTERSIM_PATH);
+    const QString link = mDir->filePath("adapter");
+    startPairSimulator(sim, link,
+                       {"--linger", scenario("0 door front-left open\n0 climate ac on\n"
+                                             "0 radar rear-left 3\n+0.3 door front-left closed\n"
+                                             "+0.1 tyres pressures 230 230 180 230\n")});
+    const QString command = (qEnvironmentVariable("QVX_TEST_EMULATOR") +
+                             " " QVX_CANHOST_PATH " --port " + link + " --view")
+                                .trimmed();
+    QVERIFY(tmuxRun({"new-session", "-d", "-x", "80", "-y", "24", "-s", "view", command}));
+    QTRY_VERIFY_WITH_TIMEOUT(tmuxRun({"capture-pane", "-p", "-t", "view"}) &&
+                                 screen.contains("FL 230, FR 230, RL 180"),
+                             Slow);
+    const QStringList lines = screen.split('\n');
+    QVERIFY2(lines.size() <= 25, qPrintable(screen)); // 24 rows and the last newline
+    for (const QString &line : lines)
+        QVERIFY2(line.size() <= 80, qPrintable(line));
+    QVERIFY2(screen.contains("  doors    all closed (0x00)") && screen.contains("-- frames") &&
+                 screen.contains("-- bytes") && screen.contains("< 5a a5 10 68 80"),
+             qPrintable(screen));
+    // The bytes of the body frame that changed, in reverse video.
+    QVERIFY(tmuxRun({"capture-pane", "-e", "-p", "-t", "view"}));
+    QVERIFY2(screen.contains("\x1b[7m"), "no changed bytes marked");
+    tmuxRun({"send-keys", "-t", "view", "q"});
+    QTRY_VERIFY_WITH_TIMEOUT(!tmuxRun({"has-session", "-t", "view"}), Slow);
+    tmuxRun({"kill-server"});
 }
 
 QTEST_GUILESS_MAIN(tst_EndToEnd)

@@ -44,6 +44,7 @@ public slots:
 
 public:
     qint64 nowMs() const { return mClock.elapsed(); }
+    int linkStatusNow() const { return mStatus; }
     const QMap<int, Frames> &frames() const { return mFrames; }
     const QList<Chunk> &chunks() const { return mChunks; }
     // Frames of cmd that arrived in the last second.

@@ -8,6 +8,7 @@
 #include "number.h"
 #include "quitsignals.h"
 #include "serialport.h"
+#include "terminalview.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -28,6 +29,7 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <memory>
+#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -73,7 +75,7 @@ QString defaultPlugin()
 class CanHost : public QObject
 {
 public:
-    CanHost(QTextStream &out, QTextStream &err) : mOut(out), mErr(err) {}
+    CanHost(QTextStream &out, int outFd, QTextStream &err) : mOut(out), mOutFd(outFd), mErr(err) {}
     ~CanHost() override;
 
     int run(QCoreApplication &app);
@@ -88,7 +90,13 @@ private:
     void quit(int code = 0);
 
     QTextStream &mOut;
+    int mOutFd;
     QTextStream &mErr;
+    std::unique_ptr<tools::TerminalView> mView;
+    QFile mNowhere; // the event lines while the view has the screen
+    std::unique_ptr<QTextStream> mNowhereOut;
+    bool mRawInput = false; // the terminal reads keys, not lines, under the view
+    termios mInputMode{};
     QPluginLoader mLoader;
     QObject *mInstance = nullptr;
     CanServiceBase *mService = nullptr;
@@ -107,6 +115,9 @@ private:
 
 CanHost::~CanHost()
 {
+    mView.reset();
+    if (mRawInput)
+        tcsetattr(STDIN_FILENO, TCSANOW, &mInputMode);
     if (mService)
         mService->stop();
     delete mInstance; // the host owns the service
@@ -136,8 +147,11 @@ int CanHost::run(QCoreApplication &app)
     const QCommandLineOption record("record", "Record the serial line to a capture file.", "file");
     const QCommandLineOption duration("duration", "Stop after this many seconds.", "seconds");
     const QCommandLineOption exitOnEof("exit-on-eof", "Stop when standard input ends.");
+    const QCommandLineOption view("view",
+                                  "One screen: decoded state, frames, bytes both ways; q quits. "
+                                  "Plain text once a second when not on a terminal.");
     parser.addOptions({plugin, port, modelIndex, modelId, driver, translations, json, log, record,
-                       duration, exitOnEof});
+                       duration, exitOnEof, view});
     if (!parser.parse(app.arguments())) {
         mErr << "canhost: " << parser.errorText() << '\n';
         return 2;
@@ -230,7 +244,14 @@ int CanHost::run(QCoreApplication &app)
                               meta.value("IID").toString(), QStringLiteral(CanServiceBase_iid)));
     }
 
-    mPrinter = std::make_unique<tools::EventPrinter>(mService, mOut, mJson);
+    QTextStream *events = &mOut;
+    if (parser.isSet(view)) {
+        mNowhere.setFileName(QStringLiteral("/dev/null"));
+        mNowhere.open(QIODevice::WriteOnly);
+        mNowhereOut = std::make_unique<QTextStream>(&mNowhere);
+        events = mNowhereOut.get();
+    }
+    mPrinter = std::make_unique<tools::EventPrinter>(mService, *events, mJson);
     mPrinter->note(
         QStringLiteral("plugin"),
         {{"path", path},
@@ -254,6 +275,15 @@ int CanHost::run(QCoreApplication &app)
     connect(mService, &CanServiceBase::notifyCanbusStatus, &mCounters,
             &tools::LinkCounters::linkStatus);
     mService->start();
+    if (parser.isSet(view)) {
+        mView = std::make_unique<tools::TerminalView>(mService, &mCounters, mOut,
+                                                      isatty(mOutFd) ? mOutFd : -1);
+        if (isatty(STDIN_FILENO) && tcgetattr(STDIN_FILENO, &mInputMode) == 0) {
+            termios keys = mInputMode;
+            keys.c_lflag &= tcflag_t(~(ICANON | ECHO));
+            mRawInput = tcsetattr(STDIN_FILENO, TCSANOW, &keys) == 0;
+        }
+    }
 
     mWait.setSingleShot(true);
     connect(&mWait, &QTimer::timeout, this, &CanHost::runCommands);
@@ -290,6 +320,11 @@ void CanHost::readInput()
 {
     char buffer[4096];
     const ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
+    if (n > 0 && mView) {
+        if (QByteArray(buffer, int(n)).contains('q'))
+            quit();
+        return; // the view takes keys, not commands
+    }
     if (n > 0) {
         mInputBuffer.append(buffer, int(n));
     } else if (n == 0 || (errno != EINTR && errno != EAGAIN)) {
@@ -415,7 +450,7 @@ int main(int argc, char **argv)
     err.setCodec("UTF-8");
     int code = 0;
     {
-        CanHost host(out, err);
+        CanHost host(out, outFd, err);
         code = host.run(app);
     }
     out.flush();
