@@ -18,7 +18,7 @@ void tst_Words::roundTrip_data()
     const auto row = [](const char *words, const QString &expect) {
         QTest::newRow(words) << QString(words) << expect;
     };
-    row("door bonnet open", "doors=front");
+    row("door bonnet open", "doors=front; getDoorStatus=4");
     row("door boot open", "doors=rear");
     row("door front-left open; door rear-right open", "doors=leftFront rightRear");
     row("doors open; door front-right closed", "doors=front rear leftFront leftRear rightRear");
@@ -34,12 +34,15 @@ void tst_Words::roundTrip_data()
     row("climate defrost-front on; climate defrost-rear on",
         "climateFlags=rearDefrost:1 frontDefrost:1");
     row("climate temp-left 22.5; climate temp-right low; climate temp-rear high",
-        "getAcTemperature=22.5; getAcRightTemperature=-100; getAcRearTemperature=-101");
+        "getAcTemperature=22.5; getAcRightTemperature=-100; getAcRearTemperature=-101; "
+        "getAcTemperatureIndex=45; getAcRightTemperatureIndex=254; getAcRearTemperatureIndex=255");
     row("climate fan 9; climate mode 3", "getAcWindScale=4; getAcWindMode=2");
     row("climate rear-fan 5; climate rear-mode 2", "getAcWindScaleRear=5; getAcWindModeRear=2");
     row("climate seat-left heat 2; climate seat-right vent 3",
         "climateFlags=leftHeat:2 rightVent:3");
     row("climate seat-left heat 2; climate seat-left off", "climateFlags=");
+    row("climate seat-left vent 1; climate seat-right heat 3",
+        "climateFlags=rightHeat:3 leftVent:1");
     row("climate unit f", "getAcTemperatureUnit=°F; getAcRightTemperatureUnit=°F");
     row("rotate 2500", "getRotate=2500; signals=rotateChanged");
     row("rotate 2500; rotate none", "getRotate=2500");
