@@ -129,6 +129,7 @@ void tst_Scenario::badLines_data()
     QTest::newRow("word out of the vocabulary")
         << "0 door sunroof open" << 1 << "'sunroof' is one of: bonnet, boot, front-left";
     QTest::newRow("word without its value") << "0 climate temp-left 22.3" << 1 << "half degrees";
+    QTest::newRow("word with one too many") << "0 radar rear-right 2ear 3" << 1 << "no more words";
     QTest::newRow("next without a fault") << "0 next split" << 1 << "next corrupt, next split";
     QTest::newRow("unknown command name")
         << "0 frame doors 00" << 1 << "unknown command 'doors' (a hexadecimal id or one of: wheel";

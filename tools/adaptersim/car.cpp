@@ -379,9 +379,11 @@ bool radar(Edit &e, const Args &a)
     if (a.at(1) == QLatin1String("raw")) {
         if (!whole(e, a.value(2), 0, 255, &raw))
             return false;
-    } else if (a.at(1) != QLatin1String("none")) {
+    } else if (a.at(1) != QLatin1String("none") || a.size() != 2) {
         int band = 0;
-        if (a.size() != 2 || !whole(e, a.at(1), 1, 8, &band))
+        if (a.size() != 2)
+            return e.fail(QStringLiteral("a band takes no more words (radar <sensor> <band>)"));
+        if (!whole(e, a.at(1), 1, 8, &band))
             return false;
         raw = protocol::radar::bandTop(band - 1);
     }
