@@ -426,18 +426,19 @@ void tst_Adapter::wordsAndFaults()
                            "0.05 battery low\n"
                            "0.1 next corrupt\n"
                            "0.1 door boot open\n"
-                           "0.15 door bonnet closed\n"));
+                           "0.15 door bonnet closed\n"
+                           "0.2 empty body\n"));
     QVERIFY(run.parsed);
     run.simulator.start();
     QTRY_COMPARE(run.finished.count(), 1);
     const QByteArray bonnet = build(0x12, QByteArray::fromHex("00000400000000000000"));
     QByteArray corrupt = build(0x12, QByteArray::fromHex("00000c00000040000000"));
     corrupt[corrupt.size() - 1] = char(quint8(corrupt.back()) + 1);
-    QCOMPARE(
-        run.link.writes,
-        (QList<QByteArray>{bonnet.left(4), bonnet.mid(4),
-                           build(0x12, QByteArray::fromHex("00000400000040000000")).left(3),
-                           corrupt, build(0x12, QByteArray::fromHex("00000800000040000000"))}));
+    QCOMPARE(run.link.writes,
+             (QList<QByteArray>{bonnet.left(4), bonnet.mid(4),
+                                build(0x12, QByteArray::fromHex("00000400000040000000")).left(3),
+                                corrupt, build(0x12, QByteArray::fromHex("00000800000040000000")),
+                                QByteArray::fromHex("5aa5001211")}));
 }
 
 QTEST_GUILESS_MAIN(tst_Adapter)

@@ -185,6 +185,21 @@ bool parseNext(const QString &, const Args &args, ScenarioStep *step, QString *e
     return false;
 }
 
+// A LEN 0 frame of any command: the head unit never finishes it and swallows what follows.
+bool parseEmpty(const QString &, const Args &args, ScenarioStep *step, QString *error)
+{
+    if (args.size() != 1) {
+        *error = QStringLiteral("empty takes a command");
+        return false;
+    }
+    int cmd = 0;
+    if (!parseCommand(args.first().text, false, &cmd, error))
+        return false;
+    step->kind = ScenarioStep::Raw; // not what the car holds
+    step->bytes = protocol::build(quint8(cmd), QByteArray());
+    return true;
+}
+
 bool parseNoise(const QString &, const Args &args, ScenarioStep *step, QString *error)
 {
     int n = 0;
@@ -225,6 +240,9 @@ const Action Actions[] = {
      "the next frame written goes out with its checksum off by one, in two pieces <gap> "
      "seconds apart (default 0.05) after byte <k>, or cut off after byte <k>"},
     {"noise", parseNoise, "noise <n>", "<n> bytes that are no frame"},
+    {"empty", parseEmpty, "empty <command>",
+     "a frame of that command with LEN 0: the head unit swallows what follows until its "
+     "parse-out"},
 };
 
 bool parseLine(const QList<Token> &words, double previous, ScenarioStep *step, QString *error)
