@@ -566,6 +566,30 @@ bool Car::apply(const QList<Token> &words, int *cmd, double *releaseAfter, QStri
     return true;
 }
 
+// Trip values as the words set them: tenths shown as decimals, "none" where not available.
+QString Car::trip() const
+{
+    namespace f = protocol::fuel;
+    const QByteArray fuel = data(protocol::cmd::Fuel), mileage = data(protocol::cmd::Mileage);
+    const auto value = [](const QByteArray &d, int at, int bytes, bool tenths) {
+        if (protocol::notAvailable(d, at, bytes))
+            return QStringLiteral("none");
+        const int v = bytes == 3 ? protocol::be24(d, at) : protocol::be16(d, at);
+        return tenths ? QString::number(v / 10.0, 'f', 1) : QString::number(v);
+    };
+    return QStringLiteral("trip: consumption %1 %2 %3 %4, average-speed %5, range %6, units %7 "
+                          "%8, mileage %9, ")
+               .arg(value(fuel, f::Consumption1, 2, true), value(fuel, f::Consumption4, 2, true),
+                    value(fuel, f::Consumption5, 2, true), value(fuel, f::Consumption6, 2, true),
+                    value(fuel, f::DrivingA, 2, false), value(fuel, f::DrivingB, 3, true))
+               .arg(QStringList{"l/100km", "km/l", "mpg", "l/h"}.at(u8(fuel, f::Units) & 0x03),
+                    u8(fuel, f::Units) & 0x04 ? QStringLiteral("mph") : QStringLiteral("km/h"),
+                    value(mileage, protocol::mileage::Mileage, 2, true)) +
+           QStringLiteral("drive-time %1 (and %2 minutes)\n")
+               .arg(value(mileage, protocol::mileage::Time, 2, true))
+               .arg(u8(mileage, protocol::mileage::Minutes));
+}
+
 QString Car::describe()
 {
     namespace c = protocol::climate;
@@ -597,13 +621,24 @@ QString Car::describe()
                .arg(open.isEmpty() ? QStringLiteral("closed") : open.join(' ') + " open",
                     u8(body, protocol::body::Alerts) & protocol::body::BatteryAlert ? "low" : "ok",
                     u8(body, protocol::body::Alerts) & protocol::body::FuelWarning ? "low" : "ok") +
-           QStringLiteral("climate: power %1, ac %2, auto %3, temp-left %4, temp-right %5, fan %6, "
-                          "mode %7\n")
+           QStringLiteral("climate: power %1, ac %2, auto %3, dual %4, inside %5, rear %6, "
+                          "defrost-front %7, defrost-rear %8, unit %9, ")
                .arg(flag(!(u8(cl, c::Flags) & c::PowerOff)), flag(u8(cl, c::Flags) & c::Ac),
-                    flag(u8(cl, c::Flags) & c::Auto), temp(c::Left), temp(c::Right))
+                    flag(u8(cl, c::Flags) & c::Auto),
+                    flag((u8(cl, c::Flags) & c::DualMask) == c::Dual),
+                    flag(u8(cl, c::Air) & c::Inside), flag(u8(cl, c::Flags) & c::Rear),
+                    flag(u8(cl, c::Seats) & c::FrontDefrost),
+                    flag(u8(cl, c::Seats) & c::RearDefrost),
+                    u8(cl, c::Seats) & c::Fahrenheit ? QStringLiteral("f") : QStringLiteral("c")) +
+           QStringLiteral("temp-left %1, temp-right %2, temp-rear %3, fan %4, mode %5, rear-fan "
+                          "%6, rear-mode %7, seats %8\n")
+               .arg(temp(c::Left), temp(c::Right), temp(c::RearTemp))
                .arg(u8(cl, c::Fan))
-               .arg(u8(cl, c::Mode)) +
-           QStringLiteral("radar (raw, rear then front): %1\n").arg(radar.join(' ')) +
+               .arg(u8(cl, c::Mode))
+               .arg(u8(cl, c::RearFan))
+               .arg(u8(cl, c::RearMode))
+               .arg(QString::number(u8(cl, c::Seats) & 0x0F, 16)) +
+           trip() + QStringLiteral("radar (raw, rear then front): %1\n").arg(radar.join(' ')) +
            QStringLiteral("tyres: %1, pressures %2, alert flags %3\n")
                .arg(u8(ty, protocol::tyres::Status) & protocol::tyres::DataValid ? "valid"
                                                                                  : "invalid",

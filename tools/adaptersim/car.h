@@ -34,6 +34,8 @@ public:
     static QString help();
 
 private:
+    QString trip() const;
+
     QHash<int, QByteArray> mData;
     ClimateModel mClimate;
 };

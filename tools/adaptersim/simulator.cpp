@@ -129,6 +129,7 @@ void AdapterSimulator::runStep(const ScenarioStep &step)
 {
     const QString where =
         step.line > 0 ? QStringLiteral("  (line %1)").arg(step.line) : QStringLiteral("  (typed)");
+    // Line numbers: a scenario's from 1, an answer's 0, a typed line's -1.
     switch (step.kind) {
     case ScenarioStep::Frame:
         if (!mOptions.quiet) {
@@ -474,7 +475,7 @@ void AdapterSimulator::command(const QString &line)
         return;
     }
     for (ScenarioStep &step : scenario.steps) {
-        step.line = 0;
+        step.line = -1;
         if (step.time <= 0)
             runStep(step);
         else
@@ -508,16 +509,19 @@ void AdapterSimulator::summarise()
             unanswered << QStringLiteral("  not acknowledged: %1 sent at %2 s%3")
                               .arg(adapterCommandLabel(sent.cmd))
                               .arg(sent.time, 0, 'f', 3)
-                              .arg(sent.line > 0 ? QStringLiteral(" (line %1)").arg(sent.line)
-                                                 : QStringLiteral(" (answer)"));
+                              .arg(sent.line > 0   ? QStringLiteral(" (line %1)").arg(sent.line)
+                                   : sent.line < 0 ? QStringLiteral(" (typed)")
+                                                   : QStringLiteral(" (answer)"));
         }
     }
     for (const Lost &lost : mLost) {
-        unanswered << QStringLiteral("  not acknowledged: %1 sent at %2 s (line %3): the head "
+        unanswered << QStringLiteral("  not acknowledged: %1 sent at %2 s (%3): the head "
                                      "unit dropped it unfinished at %4 s")
                           .arg(adapterCommandLabel(lost.cmd))
                           .arg(lost.time, 0, 'f', 3)
-                          .arg(lost.line)
+                          .arg(lost.line > 0   ? QStringLiteral("line %1").arg(lost.line)
+                               : lost.line < 0 ? QStringLiteral("typed")
+                                               : QStringLiteral("answer"))
                           .arg(lost.droppedAt, 0, 'f', 3);
     }
     int met = 0;
