@@ -111,6 +111,18 @@ public:
         return items;
     }
 
+    // The end of the stream: an unfinished frame is dropped as at parse-out, timer or not.
+    QList<Item> finish(qint64 nowMs)
+    {
+        QList<Item> items;
+        if (mState != WaitHeader1)
+            items.append({Item::ParseOut, -1, QByteArray(), mBytes, mBytesAt, nowMs});
+        mParseOutDue = -1;
+        mBytes.resize(0);
+        mState = WaitHeader1;
+        return items;
+    }
+
     // When the parse-out timer fires; -1 when it is not running.
     qint64 parseOutDue() const { return mParseOutDue; }
     bool inFrame() const { return mState != WaitHeader1; }

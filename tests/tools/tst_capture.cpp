@@ -1,11 +1,15 @@
 // The capture format: what the host stand-in's port records, read back line by line.
 #include "capture.h"
 #include "links.h"
+#include "pcapng.h"
 #include "protocol.h"
 #include "serialport.h"
 
+#include <QProcess>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QtEndian>
 #include <QtTest>
 
 using tools::CaptureRecord;
@@ -22,6 +26,7 @@ private slots:
     void portRecordsBothDirections();
     void environmentStartsRecording();
     void unwritableFile();
+    void pcapng();
 
 private:
     static QList<CaptureRecord> readCapture(const QString &path);
@@ -178,6 +183,78 @@ void tst_Capture::unwritableFile()
     QString error;
     QVERIFY(!canservice::SerialPort::startRecording("/nonexistent/dir/capture", &error));
     QVERIFY(!error.isEmpty());
+}
+
+// One packet per frame or run of other bytes, each direction cut by the head unit's rules,
+// read back block by block and, where it is installed, by tshark.
+void tst_Capture::pcapng()
+{
+    QList<CaptureRecord> records;
+    tools::ParseError error;
+    const QByteArray radar = protocol::build(0x41, QByteArray(12, 0x28)).toHex();
+    QVERIFY(tools::parseCapture("0.0 tx 5aa5022a05ff2f\n"
+                                "0.1 rx 0011 " +
+                                    QString(protocol::build(0x12, QByteArray(10, 0)).toHex()) +
+                                    " " + radar.left(6) +
+                                    "\n"
+                                    "0.2 rx " +
+                                    radar.mid(6) +
+                                    "\n"
+                                    "0.3 rx 5aa50a12\n",
+                                &records, &error));
+    QTemporaryDir dir;
+    const QString path = dir.filePath("line.pcapng");
+    QString message;
+    QVERIFY(tools::writePcapng(records, 1700000000000000, path, &message));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray all = file.readAll();
+    const auto u32 = [&all](int at) { return qFromLittleEndian<quint32>(all.constData() + at); };
+    QStringList blocks;
+    for (int at = 0; at + 12 <= all.size(); at += int(u32(at + 4))) {
+        const quint32 type = u32(at);
+        QVERIFY2(u32(at + 4) % 4 == 0 && u32(at + u32(at + 4) - 4) == u32(at + 4), "bad block");
+        if (type == 1) {
+            blocks << QString("interface %1")
+                          .arg(qFromLittleEndian<quint16>(all.constData() + at + 8));
+        } else if (type == 6) {
+            const qint64 usecs = qint64(quint64(u32(at + 12)) << 32 | u32(at + 16));
+            const int length = int(u32(at + 20));
+            const quint32 flags = u32(at + 28 + ((length + 3) & ~3) + 4);
+            blocks << QString("%1 %2 %3")
+                          .arg(flags == 1   ? "in"
+                               : flags == 2 ? "out"
+                                            : "?")
+                          .arg(usecs - 1700000000000000)
+                          .arg(QString(all.mid(at + 28, length).toHex()));
+        } else {
+            blocks << QString("block %1").arg(type, 0, 16);
+        }
+    }
+    const QStringList expected = {"block a0d0d0a",
+                                  "interface 147",
+                                  "out 0 5aa5022a05ff2f",
+                                  "in 100000 0011",
+                                  "in 100000 " + protocol::build(0x12, QByteArray(10, 0)).toHex(),
+                                  "in 200000 " + radar,
+                                  "in 300000 5aa50a12"};
+    QCOMPARE(blocks, expected);
+
+    const QString tshark = QStandardPaths::findExecutable("tshark");
+    if (tshark.isEmpty())
+        QSKIP("tshark is not installed (scripts/setup installs it)");
+    QProcess p;
+    p.start(tshark,
+            {"-r", path, "-T", "fields", "-e", "frame.packet_flags_direction", "-e", "data"});
+    QVERIFY(p.waitForFinished(30000));
+    QStringList read;
+    for (const QString &line : QString(p.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts)) {
+        const QStringList f = line.split('\t');
+        read << (f.value(0).toUInt(nullptr, 16) == 1 ? "in " : "out ") + f.value(1);
+    }
+    QCOMPARE(read.size(), 5);
+    QCOMPARE(read.first(), QString("out 5aa5022a05ff2f"));
+    QCOMPARE(read.last(), QString("in 5aa50a12"));
 }
 
 QTEST_GUILESS_MAIN(tst_Capture)

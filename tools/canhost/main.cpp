@@ -6,12 +6,14 @@
 #include "hostevents.h"
 #include "linkcounters.h"
 #include "number.h"
+#include "pcapng.h"
 #include "quitsignals.h"
 #include "serialport.h"
 #include "terminalview.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -102,6 +104,10 @@ private:
     CanServiceBase *mService = nullptr;
     std::unique_ptr<tools::EventPrinter> mPrinter;
     tools::LinkCounters mCounters;
+    tools::PcapngWriter mPcapng;
+    qint64 mEpochUsecs = 0; // when mClock started
+    qint64 mLastInbound = 0;
+    QElapsedTimer mClock;
     std::unique_ptr<QTemporaryDir> mNvmRoot;
     QSocketNotifier *mInput = nullptr;
     QByteArray mInputBuffer;
@@ -115,6 +121,7 @@ private:
 
 CanHost::~CanHost()
 {
+    mPcapng.close(mEpochUsecs + mClock.nsecsElapsed() / 1000);
     mView.reset();
     if (mRawInput)
         tcsetattr(STDIN_FILENO, TCSANOW, &mInputMode);
@@ -144,7 +151,9 @@ int CanHost::run(QCoreApplication &app)
                                  "Plugin diagnostics on standard error: all, errors, off "
                                  "(default errors).",
                                  "which", "errors");
-    const QCommandLineOption record("record", "Record the serial line to a capture file.", "file");
+    const QCommandLineOption record(
+        "record", "Record the serial line to a capture file; pcapng when it ends in .pcapng.",
+        "file");
     const QCommandLineOption duration("duration", "Stop after this many seconds.", "seconds");
     const QCommandLineOption exitOnEof("exit-on-eof", "Stop when standard input ends.");
     const QCommandLineOption view("view",
@@ -216,7 +225,15 @@ int CanHost::run(QCoreApplication &app)
         if (!ok || seconds <= 0)
             return usage(QStringLiteral("--duration takes a positive number of seconds"));
     }
-    if (parser.isSet(record)) {
+    mEpochUsecs = QDateTime::currentMSecsSinceEpoch() * 1000;
+    mClock.start();
+    const bool pcapng = parser.value(record).endsWith(QLatin1String(".pcapng"));
+    if (parser.isSet(record) && pcapng) {
+        QString error;
+        if (!mPcapng.open(parser.value(record), &error))
+            return usage(
+                QStringLiteral("cannot record to %1: %2").arg(parser.value(record), error));
+    } else if (parser.isSet(record)) {
         QString error;
         if (!canservice::SerialPort::startRecording(parser.value(record), &error))
             return usage(
@@ -266,6 +283,25 @@ int CanHost::run(QCoreApplication &app)
     mPrinter->note(QStringLiteral("port"), {{"name", portName}, {"open", open}},
                    open ? portName : QStringLiteral("%1 is not open").arg(portName));
     mPrinter->connectSignals();
+    if (serial && mPcapng.isOpen()) {
+        // The plugin answers inside the port's read signal, before this host hears of the
+        // bytes: its writes are recorded once the bytes they answer are, and not earlier.
+        const auto now = [this] { return mEpochUsecs + mClock.nsecsElapsed() / 1000; };
+        connect(serial, &canservice::SerialPort::read, this, [this, now](const QByteArray &bytes) {
+            mLastInbound = now();
+            mPcapng.chunk(mLastInbound, true, bytes);
+        });
+        connect(serial, &canservice::SerialPort::written, this,
+                [this, now, serial](const QByteArray &bytes) {
+                    if (!serial->isOpen())
+                        return; // what reached the adapter only
+                    const qint64 at = now();
+                    QMetaObject::invokeMethod(
+                        this,
+                        [this, at, bytes] { mPcapng.chunk(qMax(at, mLastInbound), false, bytes); },
+                        Qt::QueuedConnection);
+                });
+    }
     if (serial) {
         connect(serial, &canservice::SerialPort::read, &mCounters,
                 &tools::LinkCounters::fromAdapter);
