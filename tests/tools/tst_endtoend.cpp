@@ -8,6 +8,7 @@
 #include <QSet>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QXmlStreamReader>
 #include <QtTest>
 
 #include <memory>
@@ -122,6 +123,7 @@ private slots:
     void defaultDriveRecordedAndReplayed();
     void canhostAcrossSimulatorRestart();
     void viewInATerminal();
+    void replayCheckAndJunit();
 
 private:
     QString scenario(const QByteArray &text);
@@ -444,6 +446,80 @@ void tst_EndToEnd::viewInATerminal()
     tmuxRun({"send-keys", "-t", "view", "q"});
     QTRY_VERIFY_WITH_TIMEOUT(!tmuxRun({"has-session", "-t", "view"}), Slow);
     tmuxRun({"kill-server"});
+}
+
+namespace {
+// The report read by a strict parser: "tests failures" of the suite and each failed case's
+// "name: message: text".
+QStringList junit(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {"cannot read " + path};
+    QXmlStreamReader xml(&file);
+    QStringList out;
+    QString name;
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        const QXmlStreamAttributes a = xml.attributes();
+        if (xml.name() == QLatin1String("testsuite"))
+            out << a.value("tests").toString() + " " + a.value("failures").toString();
+        else if (xml.name() == QLatin1String("testcase"))
+            name = a.value("name").toString();
+        else if (xml.name() == QLatin1String("failure"))
+            out << name + ": " + a.value("message").toString() + ": " + xml.readElementText();
+    }
+    if (xml.hasError())
+        out << "not well-formed: " + xml.errorString();
+    return out;
+}
+} // namespace
+
+// A capture taken with canhost becomes a test: its replay checks what the head unit writes,
+// passes as it was and fails once the capture is edited; both in the JUnit report too.
+void tst_EndToEnd::replayCheckAndJunit()
+{
+    const QString capture = mDir->filePath("capture");
+    {
+        Tool sim(QVX_ADAPTERSIM_PATH), host(QVX_CANHOST_PATH);
+        startPair(sim, host,
+                  {scenario("0 expect 1 carselect\n0.1 door bonnet open\n0.2 climate ac on\n"
+                            "0.3 radar rear-left 3\n0.4 expect 0.2 request 31\n0.5 end\n"),
+                   "--junit", mDir->filePath("drive.xml")},
+                  {"--record", capture});
+        QCOMPARE(sim.exitCode(), 1); // nobody asked for the climate
+        host.send("quit");
+        QCOMPARE(host.exitCode(), 0);
+    }
+    QCOMPARE(junit(mDir->filePath("drive.xml")),
+             (QStringList{"2 1", "line 5: request 31 within 0.2 s: not seen: arrived instead: "
+                                 "ACK radar (0x41)"}));
+
+    const auto replay = [&](const QString &file) {
+        Tool sim(QVX_ADAPTERSIM_PATH), host(QVX_CANHOST_PATH);
+        startPair(sim, host, {"--replay", file, "--check", "--junit", file + ".xml"});
+        const int code = sim.exitCode();
+        host.send("quit");
+        host.exitCode();
+        return QString("%1 %2").arg(code).arg(sim.out().section("  check: ", -1).trimmed());
+    };
+    QCOMPARE(replay(capture), QString("0 4 head-unit frames in the capture, 0 differences"));
+    QCOMPARE(junit(capture + ".xml"), QStringList{"4 0"});
+
+    QFile file(capture);
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QString text = QString::fromUtf8(file.readAll());
+    text.replace(" tx 5a a5 01 ff 31 30", " tx 5a a5 01 fe 31 2f"); // the ACK as a NAK
+    QVERIFY(file.resize(0) && file.write(text.toUtf8()) > 0);
+    file.close();
+    QCOMPARE(replay(capture), QString("1 4 head-unit frames in the capture, 1 differences"));
+    const QStringList report = junit(capture + ".xml");
+    QCOMPARE(report.size(), 2);
+    QVERIFY2(report.at(1).startsWith("frame 3 (capture line ") &&
+                 report.at(1).contains("NAK climate (0x31): differs: wrote ACK climate (0x31) "
+                                       "where the capture's line"),
+             qPrintable(report.join('\n')));
 }
 
 QTEST_GUILESS_MAIN(tst_EndToEnd)

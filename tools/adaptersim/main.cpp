@@ -56,7 +56,13 @@ int run(QCoreApplication &app, QTextStream &out, QTextStream &err)
         "settle", "Seconds left for answers after the last write (default 0.5).", "seconds", "0.5");
     const QCommandLineOption fanScale("fan-scale", "Fan codes run 0..18 (18, default) or 0..7 (7).",
                                       "top", "18");
-    parser.addOptions({pty, port, replay, speed, noWait, wait, quiet, linger, settle, fanScale});
+    const QCommandLineOption check("check",
+                                   "With --replay: compare the head unit's frames with the "
+                                   "capture's, frame by frame; exit 1 on any difference.");
+    const QCommandLineOption junit("junit", "Write the expectations (and the check) as JUnit XML.",
+                                   "file");
+    parser.addOptions(
+        {pty, port, replay, speed, noWait, wait, quiet, linger, settle, fanScale, check, junit});
     parser.addPositionalArgument("scenario", "Scenario file to play.", "[scenario]");
     if (!parser.parse(app.arguments())) {
         err << "adaptersim: " << parser.errorText() << '\n';
@@ -78,7 +84,11 @@ int run(QCoreApplication &app, QTextStream &out, QTextStream &err)
     if (!positional.isEmpty() && parser.isSet(replay))
         return usage(QStringLiteral("a scenario or --replay, not both"));
 
+    if (parser.isSet(check) && !parser.isSet(replay))
+        return usage(QStringLiteral("--check compares a replay: give --replay CAPTURE"));
     tools::AdapterSimulator::Options options;
+    options.check = parser.isSet(check);
+    options.junit = parser.value(junit);
     options.waitForHost = !parser.isSet(noWait);
     options.quiet = parser.isSet(quiet);
     options.linger = parser.isSet(linger) || (positional.isEmpty() && !parser.isSet(replay));

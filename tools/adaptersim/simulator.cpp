@@ -1,5 +1,8 @@
 #include "simulator.h"
 
+#include <QFile>
+#include <QXmlStreamWriter>
+
 #include "links.h"
 #include "protocol.h"
 #include "textparse.h"
@@ -66,9 +69,15 @@ void AdapterSimulator::setReplay(const QList<CaptureRecord> &records, double spe
     mReplay = true;
     mRecordedHostChunks = 0;
     const double t0 = records.isEmpty() ? 0.0 : records.first().time;
+    protocol::Reader hostSide; // the capture's head-unit frames, for --check
     for (const CaptureRecord &record : records) {
         if (!record.received) {
             ++mRecordedHostChunks;
+            for (const protocol::Reader::Item &item :
+                 hostSide.feed(record.bytes, qint64(record.time * 1000))) {
+                if (item.kind == protocol::Reader::Item::Frame)
+                    mWanted.append({record.line, item.cmd, item.data, QString()});
+            }
             continue;
         }
         ScenarioStep step;
@@ -545,11 +554,131 @@ void AdapterSimulator::summarise()
         mOut << "  the capture held " << mRecordedHostChunks << " head-unit writes\n";
     if (!mExpectations.isEmpty())
         mOut << "  expectations: " << met << " met, " << failed << " failed\n";
+    if (mOptions.check && mReplay)
+        compareWithCapture();
     mOut.flush();
+    if (!mOptions.junit.isEmpty())
+        writeJunit();
+}
+
+// Frame by frame, timing aside: what the head unit wrote now against what it wrote then.
+void AdapterSimulator::compareWithCapture()
+{
+    QList<const Received *> got;
+    for (const Received &r : mReceived)
+        got << &r;
+    int differences = 0;
+    for (int i = 0; i < mWanted.size(); ++i) {
+        Wanted &w = mWanted[i];
+        const QString wanted = describeHostFrame(w.cmd, w.data);
+        if (i >= got.size())
+            w.difference =
+                QStringLiteral("not written (the capture's line %1: %2)").arg(w.line).arg(wanted);
+        else if (got.at(i)->cmd != w.cmd || got.at(i)->data != w.data)
+            w.difference = QStringLiteral("wrote %1 where the capture's line %2 has %3")
+                               .arg(describeHostFrame(got.at(i)->cmd, got.at(i)->data))
+                               .arg(w.line)
+                               .arg(wanted);
+        if (!w.difference.isEmpty()) {
+            mOut << "  check: frame " << i + 1 << ": " << w.difference << '\n';
+            ++differences;
+        }
+    }
+    for (int i = mWanted.size(); i < got.size(); ++i) {
+        mExtra << describeHostFrame(got.at(i)->cmd, got.at(i)->data);
+        mOut << "  check: frame " << i + 1 << ": " << mExtra.last()
+             << " written, the capture has no more\n";
+    }
+    mOut << "  check: " << mWanted.size() << " head-unit frames in the capture, "
+         << differences + mExtra.size() << " differences\n";
+}
+
+// One test case per expectation and per head-unit frame the replay checks, in the shape
+// CI servers read (testsuites > testsuite > testcase [> failure]).
+void AdapterSimulator::writeJunit()
+{
+    QFile file(mOptions.junit);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        mOut << "adaptersim: cannot write " << mOptions.junit << ": " << file.errorString() << '\n';
+        return;
+    }
+    struct Case
+    {
+        QString name;
+        QString failure;
+        QString detail;
+    };
+    QList<Case> cases;
+    for (const Expectation &e : mExpectations) {
+        Case c{QStringLiteral("line %1: %2 within %3 s")
+                   .arg(e.step.line)
+                   .arg(e.step.pattern.toString())
+                   .arg(e.step.within),
+               QString(), QString()};
+        if (e.state != Expectation::Met) {
+            c.failure = QStringLiteral("not seen");
+            QStringList instead;
+            for (const Received &r : mReceived) {
+                if (r.time >= e.opens && r.time <= e.step.time + e.step.within)
+                    instead << describeHostFrame(r.cmd, r.data);
+            }
+            c.detail = instead.isEmpty() ? QStringLiteral("nothing arrived")
+                                         : QStringLiteral("arrived instead: ") +
+                                               instead.join(QStringLiteral("; "));
+        }
+        cases << c;
+    }
+    if (mOptions.check && mReplay) {
+        for (int i = 0; i < mWanted.size(); ++i)
+            cases << Case{QStringLiteral("frame %1 (capture line %2): %3")
+                              .arg(i + 1)
+                              .arg(mWanted.at(i).line)
+                              .arg(describeHostFrame(mWanted.at(i).cmd, mWanted.at(i).data)),
+                          mWanted.at(i).difference.isEmpty() ? QString()
+                                                             : QStringLiteral("differs"),
+                          mWanted.at(i).difference};
+        for (const QString &extra : mExtra)
+            cases << Case{QStringLiteral("no more frames"), QStringLiteral("extra frame"),
+                          extra + QStringLiteral(" written, the capture has no more")};
+    }
+    int failures = 0;
+    for (const Case &c : cases)
+        failures += !c.failure.isEmpty();
+    QXmlStreamWriter xml(&file);
+    xml.setAutoFormatting(true);
+    xml.writeStartDocument();
+    xml.writeStartElement(QStringLiteral("testsuites"));
+    xml.writeAttribute(QStringLiteral("tests"), QString::number(cases.size()));
+    xml.writeAttribute(QStringLiteral("failures"), QString::number(failures));
+    xml.writeStartElement(QStringLiteral("testsuite"));
+    xml.writeAttribute(QStringLiteral("name"), QStringLiteral("adaptersim ") + mName);
+    xml.writeAttribute(QStringLiteral("tests"), QString::number(cases.size()));
+    xml.writeAttribute(QStringLiteral("failures"), QString::number(failures));
+    xml.writeAttribute(QStringLiteral("errors"), QStringLiteral("0"));
+    xml.writeAttribute(QStringLiteral("time"), QString::number(now(), 'f', 3));
+    for (const Case &c : cases) {
+        xml.writeStartElement(QStringLiteral("testcase"));
+        xml.writeAttribute(QStringLiteral("classname"), QStringLiteral("adaptersim"));
+        xml.writeAttribute(QStringLiteral("name"), c.name);
+        if (!c.failure.isEmpty()) {
+            xml.writeStartElement(QStringLiteral("failure"));
+            xml.writeAttribute(QStringLiteral("message"), c.failure);
+            xml.writeCharacters(c.detail);
+            xml.writeEndElement();
+        }
+        xml.writeEndElement();
+    }
+    xml.writeEndDocument();
 }
 
 int AdapterSimulator::exitCode() const
 {
+    if (!mExtra.isEmpty())
+        return 1;
+    for (const Wanted &w : mWanted) {
+        if (!w.difference.isEmpty())
+            return 1;
+    }
     for (const Expectation &e : mExpectations) {
         if (e.state != Expectation::Met)
             return 1;

@@ -33,6 +33,8 @@ public:
         bool quiet = false;      // do not print what the adapter writes
         bool linger = false;     // after the summary go on answering until stopped
         int fanScale = 18;
+        bool check = false; // a replay compares the head unit's frames with the capture's
+        QString junit;      // JUnit XML report written with the summary, when set
     };
 
     AdapterSimulator(AdapterLink *link, QTextStream &out, const Options &options,
@@ -122,6 +124,8 @@ private:
     void expire(int index);
     void maybeFinish();
     void summarise();
+    void compareWithCapture();
+    void writeJunit();
 
     AdapterLink *mLink;
     QTextStream &mOut;
@@ -165,6 +169,15 @@ private:
     int mOtherFrames = 0;
     QHash<int, QByteArray> mLastData;
     Car mCar;
+    struct Wanted // a head-unit frame of the capture, for --check
+    {
+        int line;
+        int cmd;
+        QByteArray data;
+        QString difference; // empty when the head unit wrote it again
+    };
+    QList<Wanted> mWanted;
+    QStringList mExtra;         // frames the head unit wrote that the capture does not hold
     bool mFaultPending = false; // a `next` line waits for the next frame
     ScenarioStep mFault;
 };
