@@ -2,6 +2,7 @@
 // plugin on the other end, and canhost --json must show what each scenario makes of it.
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -124,6 +125,7 @@ private slots:
     void canhostAcrossSimulatorRestart();
     void viewInATerminal();
     void replayCheckAndJunit();
+    void dissectorAgreesWithCanhost();
 
 private:
     QString scenario(const QByteArray &text);
@@ -520,6 +522,80 @@ void tst_EndToEnd::replayCheckAndJunit()
                  report.at(1).contains("NAK climate (0x31): differs: wrote ACK climate (0x31) "
                                        "where the capture's line"),
              qPrintable(report.join('\n')));
+}
+
+// The default drive recorded as pcapng, dissected by tshark with the Lua dissector (written
+// from the frame tables) and decoded by canhost through the plugin: two decoders, one answer.
+void tst_EndToEnd::dissectorAgreesWithCanhost()
+{
+    if (qEnvironmentVariableIsSet("QVX_SKIP_DRIVE"))
+        QSKIP("run on its own (tst_endtoend_drive)");
+    const QString tshark = QStandardPaths::findExecutable("tshark");
+    if (tshark.isEmpty())
+        QSKIP("tshark is not installed (scripts/setup installs it)");
+    const QString capture = mDir->filePath("drive.pcapng");
+    Tool sim(QVX_ADAPTERSIM_PATH), host(QVX_CANHOST_PATH);
+    startPair(sim, host, {"--quiet", QVX_SOURCE_DIR "/scenarios/default"}, {"--record", capture});
+    QCOMPARE(sim.exitCode(), 0);
+    host.send("quit");
+    QCOMPARE(host.exitCode(), 0);
+    // canhost's last word on each value.
+    QHash<QString, QJsonObject> last;
+    for (const QJsonObject &e : host.events())
+        last.insert(e.value("event").toString(), e);
+    const auto radar = [](const QJsonArray &levels) {
+        QStringList out;
+        for (const QJsonValue &v : levels)
+            out << (v.toInt() == 255 ? QString("none") : QString::number(v.toInt()));
+        return out;
+    };
+    const QJsonObject tyres = last.value("tyres");
+    const QStringList canhost = {
+        QString::asprintf("0x%02x", last.value("doors").value("status").toInt()),
+        QString::number(last.value("rotate").value("rotate").toInt()),
+        QString::number(last.value("coolant").value("temperature").toInt()),
+        last.value("version").value("version").toString(),
+        QStringList{
+            QString::number(tyres.value("fl").toInt()), QString::number(tyres.value("fr").toInt()),
+            QString::number(tyres.value("rl").toInt()), QString::number(tyres.value("rr").toInt())}
+            .join(','),
+        (radar(last.value("radar").value("rear").toArray()) +
+         radar(last.value("radar").value("front").toArray()))
+            .join(','),
+        QString::number(last.value("climate").value("temperature").toDouble(), 'f', 1)};
+
+    const QStringList fields = {"qvx.body.doors",       "qvx.carinfo.rotate", "qvx.carinfo.coolant",
+                                "qvx.version",          "qvx.tyres.pressure", "qvx.radar.band",
+                                "qvx.climate.temp_left"};
+    QStringList args = {"-X", "lua_script:" QVX_SOURCE_DIR "/tools/wireshark/qvx.lua",
+                        "-r", capture,
+                        "-T", "fields",
+                        "-e", "qvx.name",
+                        "-e", "qvx.noframe",
+                        "-e", "_ws.malformed",
+                        "-e", "_ws.lua.text"};
+    for (const QString &f : fields)
+        args << "-e" << f;
+    QProcess p;
+    p.start(tshark, args);
+    QVERIFY(p.waitForFinished(60000));
+    QVector<QString> dissected(fields.size());
+    QSet<QString> named;
+    for (const QString &line : QString(p.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts)) {
+        const QStringList f = line.split('\t');
+        QVERIFY2(!f.value(0).isEmpty() || !f.value(1).isEmpty(), qPrintable("unnamed: " + line));
+        QVERIFY2(f.value(2).isEmpty() && f.value(3).isEmpty(), qPrintable("malformed: " + line));
+        named << f.value(0);
+        for (int i = 0; i < fields.size(); ++i) {
+            if (!f.value(4 + i).isEmpty())
+                dissected[i] = f.value(4 + i);
+        }
+    }
+    QCOMPARE(QStringList(dissected.toList()), canhost);
+    for (const char *name :
+         {"wheel key", "body status", "mileage", "panel key", "climate", "car information",
+          "fuel consumption", "parking radar", "tyres", "version", "car select", "ACK", "NAK"})
+        QVERIFY2(named.contains(name), name);
 }
 
 QTEST_GUILESS_MAIN(tst_EndToEnd)
