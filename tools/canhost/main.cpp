@@ -71,6 +71,10 @@ QString defaultPlugin()
         QCoreApplication::applicationDirPath() + QStringLiteral("/libqvx_LSN305.so.1");
     if (QFileInfo::exists(beside))
         return beside;
+    const QString installed = QCoreApplication::applicationDirPath() +
+                              QStringLiteral("/../" QVX_INSTALLED_PLUGIN_DIR "/libqvx_LSN305.so.1");
+    if (QFileInfo::exists(installed))
+        return installed;
     return QStringLiteral(QVX_DEFAULT_PLUGIN);
 }
 
