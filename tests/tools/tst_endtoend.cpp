@@ -536,6 +536,12 @@ void tst_EndToEnd::dissectorAgreesWithCanhost()
     const QString capture = mDir->filePath("drive.pcapng");
     Tool sim(QVX_ADAPTERSIM_PATH), host(QVX_CANHOST_PATH);
     startPair(sim, host, {"--quiet", QVX_SOURCE_DIR "/scenarios/default"}, {"--record", capture});
+    // The head unit's own commands too, as the demo types them.
+    QTRY_VERIFY_WITH_TIMEOUT(!host.events("version").isEmpty(), Slow);
+    host.send("request 0x32 0");
+    host.send("source 0 FM1 87.50");
+    QTRY_VERIFY_WITH_TIMEOUT(host.events("climate").size() >= 6, Slow);
+    host.send("key 19");
     QCOMPARE(sim.exitCode(), 0);
     host.send("quit");
     QCOMPARE(host.exitCode(), 0);
