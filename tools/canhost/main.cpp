@@ -7,6 +7,7 @@
 #include "linkcounters.h"
 #include "number.h"
 #include "pcapng.h"
+#include "pluginload.h"
 #include "quitsignals.h"
 #include "serialport.h"
 #include "terminalview.h"
@@ -63,19 +64,6 @@ void divertPluginOutput(bool keep)
         dup2(target, STDOUT_FILENO);
         close(target);
     }
-}
-
-QString defaultPlugin()
-{
-    const QString beside =
-        QCoreApplication::applicationDirPath() + QStringLiteral("/libqvx_LSN305.so.1");
-    if (QFileInfo::exists(beside))
-        return beside;
-    const QString installed = QCoreApplication::applicationDirPath() +
-                              QStringLiteral("/../" QVX_INSTALLED_PLUGIN_DIR "/libqvx_LSN305.so.1");
-    if (QFileInfo::exists(installed))
-        return installed;
-    return QStringLiteral(QVX_DEFAULT_PLUGIN);
 }
 
 class CanHost : public QObject
@@ -247,23 +235,14 @@ int CanHost::run(QCoreApplication &app)
     mExitOnEof = parser.isSet(exitOnEof);
 
     const QString path =
-        QFileInfo(parser.isSet(plugin) ? parser.value(plugin) : defaultPlugin()).absoluteFilePath();
-    mLoader.setFileName(path);
-    if (!QFileInfo::exists(path))
-        return usage(QStringLiteral("no plugin at %1").arg(path));
-    const QJsonObject meta = mLoader.metaData();
-    if (!mLoader.load())
-        return usage(QStringLiteral("cannot load %1: %2").arg(path, mLoader.errorString()));
+        QFileInfo(parser.isSet(plugin) ? parser.value(plugin) : tools::defaultPluginPath())
+            .absoluteFilePath();
+    QString error;
+    mService = tools::loadService(path, &mLoader, &error);
+    if (!mService)
+        return usage(error);
     mInstance = mLoader.instance();
-    if (!mInstance)
-        return usage(
-            QStringLiteral("%1 has no plugin instance: %2").arg(path, mLoader.errorString()));
-    mService = qobject_cast<CanServiceBase *>(mInstance);
-    if (!mService) {
-        return usage(QStringLiteral("%1 is not a CanServiceBase (%2 %3, interface %4 wanted)")
-                         .arg(path, meta.value("className").toString(),
-                              meta.value("IID").toString(), QStringLiteral(CanServiceBase_iid)));
-    }
+    const QJsonObject meta = mLoader.metaData();
 
     QTextStream *events = &mOut;
     if (parser.isSet(view)) {
