@@ -1,6 +1,7 @@
 // The car in words, through the plugin and back: each word form goes into the simulator's car,
 // its whole frame into the service; the getters and signals show what the words said, and the
-// plugin's state, said in the same vocabulary, gives back the last words of the row.
+// plugin's state, said in the same vocabulary, gives back the last words of the row; the car's
+// frame said in words builds the same frame again.
 #include "car.h"
 #include "drive.h"
 #include "number.h"
@@ -267,6 +268,14 @@ void tst_Words::roundTrip()
                      car.apply(tokens, &cmd, &release, &error),
                  qPrintable(error));
         d.feed(protocol::build(quint8(cmd), car.data(cmd)));
+        // The frame said back in words builds the same frame on a new car.
+        tools::Car again;
+        for (const QString &said : tools::Car::say(cmd, car.data(cmd))) {
+            QVERIFY2(tools::tokenize(said, &tokens, &error) &&
+                         again.apply(tokens, &cmd, &release, &error),
+                     qPrintable(said + ": " + error));
+        }
+        QCOMPARE(again.data(cmd).toHex(' '), car.data(cmd).toHex(' '));
     }
     QCOMPARE(d.run(expect), qvxtest::Drive::expected(expect));
     const QStringList last = normal(words.section(';', -1)).split(' ');

@@ -349,9 +349,12 @@ bool driveTime(Edit &e, const Args &a)
 {
     int minutes = 0;
     if (a.size() < 1 || a.size() > 2)
-        return e.fail(QStringLiteral("usage: drive-time <hours>|none [<minutes>]"));
-    if (!tripValue(e, a.at(0), protocol::mileage::Time, 2) ||
-        (a.size() == 2 && !whole(e, a.at(1), 0, 254, &minutes)))
+        return e.fail(QStringLiteral("usage: drive-time <hours>|none [<minutes>|none]"));
+    if (a.size() == 2 && a.at(1) == QLatin1String("none"))
+        minutes = 0xFF;
+    else if (a.size() == 2 && !whole(e, a.at(1), 0, 254, &minutes))
+        return false;
+    if (!tripValue(e, a.at(0), protocol::mileage::Time, 2))
         return false;
     e.data[protocol::mileage::Minutes] = char(minutes);
     return true;
@@ -359,11 +362,13 @@ bool driveTime(Edit &e, const Args &a)
 
 // --- radar, tyres, version ---------------------------------------------------------------
 
+const QStringList RadarSensors = {"rear-left",          "rear-middle-left", "rear-middle-right",
+                                  "rear-right",         "front-left",       "front-middle-left",
+                                  "front-middle-right", "front-right"};
+
 bool radar(Edit &e, const Args &a)
 {
-    const QStringList sensors = {"rear-left",          "rear-middle-left", "rear-middle-right",
-                                 "rear-right",         "front-left",       "front-middle-left",
-                                 "front-middle-right", "front-right"};
+    const QStringList &sensors = RadarSensors;
     if (a.size() == 1 && a.at(0) == QLatin1String("clear")) {
         for (int i = 0; i < sensors.size(); ++i)
             e.data[protocol::radar::Rear + i] = 0;
@@ -481,7 +486,7 @@ const Word Words[] = {
     {"range", protocol::cmd::Fuel, range, "range <value>|none"},
     {"units", protocol::cmd::Fuel, units, "units l/100km|km/l|mpg|l/h km/h|mph"},
     {"mileage", protocol::cmd::Mileage, mileage, "mileage <km>|none"},
-    {"drive-time", protocol::cmd::Mileage, driveTime, "drive-time <hours>|none [<minutes>]"},
+    {"drive-time", protocol::cmd::Mileage, driveTime, "drive-time <hours>|none [<minutes>|none]"},
     {"radar", protocol::cmd::Radar, radar,
      "radar {front,rear}-{left,middle-left,middle-right,right} <band 1-8>|none|raw <distance>\n"
      "radar clear"},
@@ -648,6 +653,145 @@ QString Car::describe()
                .arg(int(u8(info, protocol::carinfo::Coolant)) - protocol::carinfo::CoolantOffset)
                .arg(u8(info, protocol::carinfo::OtherInfo)) +
            QStringLiteral("version \"%1\"\n").arg(QString::fromUtf8(data(protocol::cmd::Version)));
+}
+
+QStringList Car::say(int cmd, const QByteArray &d)
+{
+    namespace c = protocol::climate;
+    QStringList out;
+    const auto expected = protocol::command(protocol::ToHeadUnit, cmd);
+    if (!expected || (expected->length != protocol::len::Any && d.size() != expected->length))
+        return out; // no words for a frame the head unit would not take
+    const auto onOff = [](bool on) { return on ? QStringLiteral("on") : QStringLiteral("off"); };
+    const auto trip = [&d](int at, int bytes, bool tenths) {
+        if (protocol::notAvailable(d, at, bytes))
+            return QStringLiteral("none");
+        const int v = bytes == 3 ? protocol::be24(d, at) : protocol::be16(d, at);
+        return tenths ? QString::number(v / 10.0, 'f', 1) : QString::number(v);
+    };
+    switch (cmd) {
+    case protocol::cmd::Body:
+        for (int i = 0; i < DoorNames.size(); ++i)
+            out << QStringLiteral("door %1 %2")
+                       .arg(DoorNames.at(i),
+                            u8(d, protocol::body::Doors) & DoorBits[i] ? "open" : "closed");
+        out << QStringLiteral("battery %1")
+                   .arg(u8(d, protocol::body::Alerts) & protocol::body::BatteryAlert ? "low" : "ok")
+            << QStringLiteral("fuel %1").arg(
+                   u8(d, protocol::body::Alerts) & protocol::body::FuelWarning ? "low" : "ok");
+        break;
+    case protocol::cmd::Wheel:
+    case protocol::cmd::Panel: {
+        const bool wheel = cmd == protocol::cmd::Wheel;
+        const int action = u8(d, wheel ? protocol::wheel::Action : protocol::panel::Action);
+        out << QStringLiteral("key %1 0x%2 %3")
+                   .arg(wheel ? "wheel" : "panel")
+                   .arg(u8(d, wheel ? protocol::wheel::Code : protocol::panel::Code), 2, 16,
+                        QLatin1Char('0'))
+                   .arg(action == protocol::key::Release ? QStringLiteral("release")
+                        : action == protocol::key::Press
+                            ? QStringLiteral("press")
+                            : QStringLiteral("(action %1)").arg(action));
+        break;
+    }
+    case protocol::cmd::Climate: {
+        const quint8 flags = u8(d, c::Flags), air = u8(d, c::Air), seats = u8(d, c::Seats);
+        out << "climate power " + onOff(!(flags & c::PowerOff))
+            << "climate ac " + onOff(flags & c::Ac) << "climate auto " + onOff(flags & c::Auto)
+            << "climate dual " + onOff((flags & c::DualMask) == c::Dual)
+            << "climate inside " + onOff(air & c::Inside)
+            << "climate rear " + onOff(flags & c::Rear)
+            << "climate defrost-front " + onOff(seats & c::FrontDefrost)
+            << "climate defrost-rear " + onOff(seats & c::RearDefrost);
+        const char *temps[] = {"temp-left", "temp-right", "temp-rear"};
+        const int tempAt[] = {c::Left, c::Right, c::RearTemp};
+        for (int i = 0; i < 3; ++i) {
+            const int code = u8(d, tempAt[i]);
+            out << QStringLiteral("climate %1 %2")
+                       .arg(temps[i], code == c::Low    ? QStringLiteral("low")
+                                      : code == c::High ? QStringLiteral("high")
+                                                        : QString::number(code / 2.0));
+        }
+        const char *codes[] = {"fan", "mode", "rear-fan", "rear-mode"};
+        const int codeAt[] = {c::Fan, c::Mode, c::RearFan, c::RearMode};
+        for (int i = 0; i < 4; ++i)
+            out << QStringLiteral("climate %1 %2").arg(codes[i]).arg(u8(d, codeAt[i]));
+        for (int right = 0; right < 2; ++right) {
+            const int level = (seats >> (right ? c::RightSeatShift : 0)) & c::SeatLevel;
+            const bool vent = air & (right ? c::RightVentilates : c::LeftVentilates);
+            out << QStringLiteral("climate seat-%1 %2")
+                       .arg(right ? "right" : "left",
+                            level ? QStringLiteral("%1 %2").arg(vent ? "vent" : "heat").arg(level)
+                                  : QStringLiteral("off"));
+        }
+        out << QStringLiteral("climate unit %1").arg(seats & c::Fahrenheit ? "f" : "c");
+        break;
+    }
+    case protocol::cmd::CarInfo: {
+        const int rpm = protocol::be16(d, protocol::carinfo::Rotate);
+        out << QStringLiteral("rotate %1")
+                   .arg(rpm == 0xFFFF ? QStringLiteral("none") : QString::number(rpm))
+            << QStringLiteral("coolant %1")
+                   .arg(int(u8(d, protocol::carinfo::Coolant)) - protocol::carinfo::CoolantOffset)
+            << QStringLiteral("info %1").arg(u8(d, protocol::carinfo::OtherInfo));
+        break;
+    }
+    case protocol::cmd::Fuel: {
+        namespace f = protocol::fuel;
+        const int at[] = {f::Consumption1, f::Consumption4, f::Consumption5, f::Consumption6};
+        const char *which[] = {"1", "4", "5", "6"};
+        for (int i = 0; i < 4; ++i)
+            out << QStringLiteral("consumption %1 %2").arg(which[i], trip(at[i], 2, true));
+        out << "average-speed " + trip(f::DrivingA, 2, false)
+            << "range " + trip(f::DrivingB, 3, true)
+            << QStringLiteral("units %1 %2")
+                   .arg(QStringList{"l/100km", "km/l", "mpg", "l/h"}.at(u8(d, f::Units) & 0x03),
+                        u8(d, f::Units) & 0x04 ? "mph" : "km/h");
+        break;
+    }
+    case protocol::cmd::Mileage:
+        out << "mileage " + trip(protocol::mileage::Mileage, 2, true)
+            << QStringLiteral("drive-time %1 %2")
+                   .arg(trip(protocol::mileage::Time, 2, true),
+                        u8(d, protocol::mileage::Minutes) == 0xFF
+                            ? QStringLiteral("none")
+                            : QString::number(u8(d, protocol::mileage::Minutes)));
+        break;
+    case protocol::cmd::Radar:
+        for (int i = 0; i < 2 * protocol::radar::Sensors; ++i) {
+            const int raw = u8(d, protocol::radar::Rear + i);
+            int band = 0;
+            while (band < protocol::radar::Bands && protocol::radar::bandTop(band) != raw)
+                ++band;
+            out << QStringLiteral("radar %1 %2")
+                       .arg(RadarSensors.at(i), raw == 0 ? QStringLiteral("none")
+                                                : band < protocol::radar::Bands
+                                                    ? QString::number(band + 1)
+                                                    : QStringLiteral("raw %1").arg(raw));
+        }
+        break;
+    case protocol::cmd::Tyres: {
+        namespace t = protocol::tyres;
+        out << QStringLiteral("tyres %1")
+                   .arg(u8(d, t::Status) & t::DataValid ? "valid" : "invalid");
+        for (int w = 0; w < 4; ++w) {
+            const int flags = u8(d, t::Alerts + w);
+            out << QStringLiteral("tyre %1 pressure %2")
+                       .arg(Wheels.at(w))
+                       .arg(protocol::be16(d, t::Pressures + 2 * w))
+                << QStringLiteral("tyre %1 alert %2")
+                       .arg(Wheels.at(w), !(flags & t::AlertReported)  ? "none"
+                                          : flags & t::AlertSecondKind ? "second"
+                                          : flags & t::AlertFirstKind  ? "first"
+                                                                       : "none");
+        }
+        break;
+    }
+    case protocol::cmd::Version:
+        out << QStringLiteral("version \"%1\"").arg(QString::fromUtf8(d));
+        break;
+    }
+    return out;
 }
 
 QString Car::help()

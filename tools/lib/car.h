@@ -11,6 +11,7 @@
 #include <QByteArray>
 #include <QHash>
 #include <QList>
+#include <QStringList>
 
 namespace tools {
 
@@ -32,6 +33,9 @@ public:
     // The state in words, one line per part of the car.
     QString describe();
     static QString help();
+    // A frame's data in word forms, one per line, every form the frame carries: the words that
+    // build it on a car. Empty for a frame of the wrong length.
+    static QStringList say(int cmd, const QByteArray &data);
 
 private:
     QString trip() const;
