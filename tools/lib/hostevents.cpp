@@ -314,7 +314,7 @@ void EventPrinter::print(HostEvent event, QJsonObject f, bool dump)
         mOut << QJsonDocument(f).toJson(QJsonDocument::Compact) << '\n';
     } else {
         mOut << (dump ? QStringLiteral("   state") : QString::asprintf("%8.3f", t)) << ' '
-             << eventName(event).leftJustified(10) << text(event, f) << '\n';
+             << mPrefix << eventName(event).leftJustified(10) << text(event, f) << '\n';
     }
     mOut.flush();
 }
@@ -328,7 +328,8 @@ void EventPrinter::note(const QString &event, const QJsonObject &fields, const Q
         f.insert("time", std::round(t * 1000.0) / 1000.0);
         mOut << QJsonDocument(f).toJson(QJsonDocument::Compact) << '\n';
     } else {
-        mOut << QString::asprintf("%8.3f ", t) << event.leftJustified(10) << words << '\n';
+        mOut << QString::asprintf("%8.3f ", t) << mPrefix << event.leftJustified(10) << words
+             << '\n';
     }
     mOut.flush();
 }

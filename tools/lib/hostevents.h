@@ -50,6 +50,9 @@ public:
     // A line of the host's own (plugin metadata, command results): JSON or words.
     void note(const QString &event, const QJsonObject &fields, const QString &words);
 
+    // Words put before each text line's event name (a tool that prints other lines too).
+    void setPrefix(const QString &prefix) { mPrefix = prefix; }
+
     static QString eventName(HostEvent event);
     static QJsonObject keyFields(int code, int state, bool fromSteeringWheel);
     double elapsed() const { return mClock.nsecsElapsed() / 1e9; }
@@ -58,6 +61,7 @@ private:
     CanServiceBase *mService;
     QTextStream &mOut;
     bool mJson;
+    QString mPrefix;
     int mLinkStatus = 0; // the host keeps it: the service does not
     QElapsedTimer mClock;
 };

@@ -51,10 +51,12 @@ TerminalView::TerminalView(CanServiceBase *service, const LinkCounters *counters
       mPrinter(service, mScratchOut, false), mTerminalFd(terminal), mTerminal(terminal >= 0)
 {
     connect(counters, &LinkCounters::changed, this, [this] { mDirty = true; });
-    connect(service, &CanServiceBase::keyEvent, this, [this](int code, int state, bool swc) {
-        mKey = mPrinter.text(HostEvent::Key, EventPrinter::keyFields(code, state, swc));
-        mDirty = true;
-    });
+    if (service) {
+        connect(service, &CanServiceBase::keyEvent, this, [this](int code, int state, bool swc) {
+            mKey = mPrinter.text(HostEvent::Key, EventPrinter::keyFields(code, state, swc));
+            mDirty = true;
+        });
+    }
     connect(&mTick, &QTimer::timeout, this, &TerminalView::redraw);
     mTick.start(mTerminal ? 100 : 1000);
     if (mTerminal) {
@@ -82,22 +84,28 @@ QStringList TerminalView::screen()
 {
     const qint64 now = mCounters->nowMs();
     const auto state = [this](HostEvent e) { return mPrinter.text(e, mPrinter.fields(e)); };
-    const QList<QPair<QString, QString>> rows = {
-        {"link", mPrinter.text(HostEvent::Link, {{"status", mCounters->linkStatusNow()},
-                                                 {"up", mCounters->linkStatusNow() != 0}}) +
-                     "   version " + state(HostEvent::Version)},
-        {"doors", state(HostEvent::Doors) + "   battery " + state(HostEvent::Battery)},
-        {"climate", state(HostEvent::Climate)},
-        {"radar", state(HostEvent::Radar)},
-        {"tyres", state(HostEvent::Tyres) + "   " + state(HostEvent::TyreAlert)},
-        {"key", mKey.isEmpty() ? QStringLiteral("none yet") : mKey},
-        {"car", state(HostEvent::Rotate) + " rpm   coolant " + state(HostEvent::Coolant) +
-                    "   info " + state(HostEvent::Info)},
-        {"fuel", state(HostEvent::Fuel)},
-        {"driving", state(HostEvent::Driving)},
-    };
+    QList<QPair<QString, QString>> rows;
+    if (mStateRows)
+        rows = mStateRows().mid(0, StateRows);
+    else
+        rows = {
+            {"link", mPrinter.text(HostEvent::Link, {{"status", mCounters->linkStatusNow()},
+                                                     {"up", mCounters->linkStatusNow() != 0}}) +
+                         "   version " + state(HostEvent::Version)},
+            {"doors", state(HostEvent::Doors) + "   battery " + state(HostEvent::Battery)},
+            {"climate", state(HostEvent::Climate)},
+            {"radar", state(HostEvent::Radar)},
+            {"tyres", state(HostEvent::Tyres) + "   " + state(HostEvent::TyreAlert)},
+            {"key", mKey.isEmpty() ? QStringLiteral("none yet") : mKey},
+            {"car", state(HostEvent::Rotate) + " rpm   coolant " + state(HostEvent::Coolant) +
+                        "   info " + state(HostEvent::Info)},
+            {"fuel", state(HostEvent::Fuel)},
+            {"driving", state(HostEvent::Driving)},
+        };
+    while (rows.size() < StateRows)
+        rows.append({QString(), QString()});
     QStringList out;
-    out << fit(QStringLiteral("canhost --view   q quits   %1").arg(mCounters->text()));
+    out << fit(QStringLiteral("%1   %2").arg(mTitle, mCounters->text()));
     for (const auto &row : rows) {
         if (mShown.contains(row.first) && mShown.value(row.first) != row.second)
             mChangedAt.insert(row.first, now);

@@ -15,6 +15,8 @@
 #include <QTextStream>
 #include <QTimer>
 
+#include <functional>
+
 class CanServiceBase;
 
 namespace tools {
@@ -23,13 +25,16 @@ class TerminalView : public QObject
 {
     Q_OBJECT
 public:
-    // terminal: the descriptor of the terminal `out` writes to (its size is read at every
-    // redraw), or -1 for plain text.
+    // service may be null when setState() gives the state layer. terminal: the descriptor of the
+    // terminal `out` writes to (its size is read at every redraw), or -1 for plain text.
     TerminalView(CanServiceBase *service, const LinkCounters *counters, QTextStream &out,
                  int terminal, QObject *parent = nullptr);
     ~TerminalView() override;
 
     void setSize(int columns, int rows);
+    void setTitle(const QString &title) { mTitle = title; }
+    // The state layer from elsewhere (a tool without the plugin): label and text, nine at most.
+    void setState(std::function<QList<QPair<QString, QString>>()> rows) { mStateRows = rows; }
     // The screen as text lines, marks as ANSI attributes when on a terminal, '*' otherwise.
     QStringList screen();
 
@@ -51,6 +56,8 @@ private:
     bool mDirty = true;
     QTimer mTick;
     QString mKey;
+    QString mTitle = QStringLiteral("canhost --view   q quits");
+    std::function<QList<QPair<QString, QString>>()> mStateRows;
     QHash<QString, QString> mShown;    // each state line as last drawn
     QHash<QString, qint64> mChangedAt; // when it last changed, for the mark
 };
