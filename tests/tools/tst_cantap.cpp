@@ -2,6 +2,8 @@
 // as it does without the tap, the recording holds every byte both ways, faults typed into the
 // tap reach the head unit, a listening tap hears the same frames.
 #include "capture.h"
+#include "protocol.h"
+#include "tap.h"
 #include "pty.h"
 #include "reader.h"
 #include "tool.h"
@@ -92,6 +94,8 @@ class tst_CanTap : public QObject
     Q_OBJECT
 private slots:
     void init() { QVERIFY(mDir.isValid()); }
+    void faults_data();
+    void faults();
     void inTheMiddle();
     void faultsAndReopening();
 
@@ -105,6 +109,76 @@ private:
     }
     QTemporaryDir mDir;
 };
+
+void tst_CanTap::faults_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QStringList>("chunks"); // from the adapter, or "h:" from the head unit
+    QTest::addColumn<QByteArray>("adapterGot"); // what reached the adapter
+    QTest::addColumn<QByteArray>("headUnitGot");
+    QTest::addColumn<QString>("printed");
+    const QByteArray body = protocol::build(protocol::cmd::Body, QByteArray(10, 0));
+    const QByteArray door = protocol::build(protocol::cmd::Body, QByteArray(2, 0) + '\x40' + QByteArray(7, 0));
+    const QByteArray ack = protocol::build(protocol::cmd::Ack, QByteArray(1, char(protocol::cmd::Body)));
+    const QByteArray key = protocol::build(protocol::cmd::ClimateKey, QByteArray::fromHex("0201"));
+    QByteArray badBody = body;
+    badBody[badBody.size() - 1] = char(badBody.back() + 1);
+    const auto hex = [](const QByteArray &b) { return QString::fromLatin1(b.toHex()); };
+    QTest::newRow("corrupt") << "corrupt next adapter" << QStringList{hex(body), hex(door)}
+                             << QByteArray() << badBody + door << "hit adapter body: checksum";
+    // A frame cut across chunks is held back whole, then hit.
+    QTest::newRow("corrupt held") << "corrupt next adapter"
+                                  << QStringList{"11" + hex(body.left(6)), hex(body.mid(6))}
+                                  << QByteArray() << "\x11" + badBody << "hit adapter body";
+    QTest::newRow("truncate") << "truncate next adapter 5" << QStringList{hex(body + door)}
+                              << QByteArray() << body.left(5) + door << "5 of its 15 bytes";
+    QTest::newRow("split") << "split next adapter 4 20" << QStringList{hex(body)} << QByteArray()
+                           << body << "4 bytes go on, the other 11 20 ms later";
+    QTest::newRow("drop an ack") << "drop next headunit ack"
+                                 << QStringList{"h:" + hex(key + ack), "h:" + hex(ack)}
+                                 << key + ack << QByteArray() << "hit headunit ack: dropped";
+    QTest::newRow("noise") << "noise adapter 3" << QStringList{hex(door)} << QByteArray()
+                           << QByteArray() << "3 bytes of noise";
+    QTest::newRow("delay") << "delay headunit 30" << QStringList{"h:" + hex(ack)} << ack
+                           << QByteArray() << "goes on 30 ms late";
+    QTest::newRow("cut") << "cut 0.05" << QStringList{hex(body)} << QByteArray() << QByteArray()
+                         << "line cut both ways";
+}
+
+// The tap in-process: chunks arrive from either side, the typed fault changes what goes on.
+void tst_CanTap::faults()
+{
+    QFETCH(QString, command);
+    QFETCH(QStringList, chunks);
+    QFETCH(QByteArray, adapterGot);
+    QFETCH(QByteArray, headUnitGot);
+    QFETCH(QString, printed);
+    QString out;
+    QTextStream stream(&out);
+    cantap::Tap tap(stream, false);
+    QByteArray got[2];
+    for (cantap::Side s : {cantap::FromAdapter, cantap::FromHeadUnit})
+        tap.setWriter(s, [&got, s](const QByteArray &b) { return got[s].append(b), true; });
+    cantap::TapCommand c;
+    QString error;
+    QVERIFY2(cantap::parseTapCommand(command, &c, &error) && tap.apply(c, &error), qPrintable(error));
+    for (const QString &chunk : chunks) {
+        const bool fromHeadUnit = chunk.startsWith("h:");
+        tap.arrived(fromHeadUnit ? cantap::FromHeadUnit : cantap::FromAdapter,
+                    QByteArray::fromHex(chunk.mid(fromHeadUnit ? 2 : 0).toLatin1()));
+    }
+    if (command.startsWith("noise")) {
+        QCOMPARE(got[cantap::FromHeadUnit].size(), 3 + 15);
+        QVERIFY(!got[cantap::FromHeadUnit].left(3).contains('\x5a'));
+        got[cantap::FromHeadUnit].remove(0, 3);
+        headUnitGot = QByteArray::fromHex(chunks.first().toLatin1());
+    }
+    if (command.startsWith("split") || command.startsWith("delay"))
+        QVERIFY(got[0].size() + got[1].size() < headUnitGot.size() + adapterGot.size());
+    QTRY_COMPARE(got[cantap::FromAdapter].toHex(' '), adapterGot.toHex(' '));
+    QTRY_COMPARE(got[cantap::FromHeadUnit].toHex(' '), headUnitGot.toHex(' '));
+    QVERIFY2(out.contains(printed), qPrintable(out));
+}
 
 // The default drive twice at once, one pair straight, one through the tap.
 void tst_CanTap::inTheMiddle()
