@@ -356,7 +356,7 @@ void Tap::expireUnanswered()
     while (!mUnanswered.isEmpty() && (seconds() - mUnanswered.first().time) * 1000 > AnswerMs) {
         const Unanswered u = mUnanswered.takeFirst();
         print(QStringLiteral("adapter"), commandLabel(FromAdapter, u.cmd),
-              QStringLiteral("UNANSWERED: the head unit did not acknowledge it within %1 ms "
+              QStringLiteral("UNANSWERED: no ACK or NAK went on to the adapter within %1 ms "
                              "(sent at %2)")
                   .arg(AnswerMs)
                   .arg(u.time, 0, 'f', 3));
