@@ -4,6 +4,7 @@
 #include "canservicebase.h"
 #include "hostcommands.h"
 #include "hostevents.h"
+#include "lineinput.h"
 #include "linkcounters.h"
 #include "number.h"
 #include "pcapng.h"
@@ -23,16 +24,12 @@
 #include <QLoggingCategory>
 #include <QPluginLoader>
 #include <QSettings>
-#include <QSocketNotifier>
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <QTimer>
 
-#include <cerrno>
 #include <cstdio>
-#include <fcntl.h>
 #include <memory>
-#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -54,18 +51,6 @@ void logHandler(QtMsgType type, const QMessageLogContext &, const QString &messa
     fwrite(line.constData(), 1, size_t(line.size()), stderr);
 }
 
-// Everything the plugin writes to standard output goes to standard error with --log all,
-// else nowhere: standard output carries the events alone.
-void divertPluginOutput(bool keep)
-{
-    fflush(stdout);
-    const int target = keep ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (target >= 0) {
-        dup2(target, STDOUT_FILENO);
-        close(target);
-    }
-}
-
 class CanHost : public QObject
 {
 public:
@@ -76,7 +61,6 @@ public:
 
 private:
     bool setDriver(bool leftHand);
-    void readInput();
     void runCommands();
     void execute(const tools::HostCommand &command);
     // A command that writes to the adapter; marked when the port is closed and nothing went.
@@ -89,8 +73,6 @@ private:
     std::unique_ptr<tools::TerminalView> mView;
     QFile mNowhere; // the event lines while the view has the screen
     std::unique_ptr<QTextStream> mNowhereOut;
-    bool mRawInput = false; // the terminal reads keys, not lines, under the view
-    termios mInputMode{};
     QPluginLoader mLoader;
     QObject *mInstance = nullptr;
     CanServiceBase *mService = nullptr;
@@ -101,11 +83,9 @@ private:
     qint64 mLastInbound = 0;
     QElapsedTimer mClock;
     std::unique_ptr<QTemporaryDir> mNvmRoot;
-    QSocketNotifier *mInput = nullptr;
-    QByteArray mInputBuffer;
+    tools::LineInput mInput;
     QStringList mPending;
     int mInputLine = 0;
-    bool mInputEnded = false;
     bool mExitOnEof = false;
     bool mJson = false;
     QTimer mWait;
@@ -115,8 +95,6 @@ CanHost::~CanHost()
 {
     mPcapng.close(mEpochUsecs + mClock.nsecsElapsed() / 1000);
     mView.reset();
-    if (mRawInput)
-        tcsetattr(STDIN_FILENO, TCSANOW, &mInputMode);
     if (mService)
         mService->stop();
     delete mInstance; // the host owns the service
@@ -183,7 +161,7 @@ int CanHost::run(QCoreApplication &app)
     // The plugin skips building its debug lines when the category is off.
     if (sLogLevel != LogLevel::All)
         QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
-    divertPluginOutput(sLogLevel == LogLevel::All);
+    tools::divertPluginOutput(sLogLevel == LogLevel::All);
 
     int value = 0;
     bool ok = true;
@@ -297,17 +275,20 @@ int CanHost::run(QCoreApplication &app)
     if (parser.isSet(view)) {
         mView = std::make_unique<tools::TerminalView>(mService, &mCounters, mOut,
                                                       isatty(mOutFd) ? mOutFd : -1);
-        if (isatty(STDIN_FILENO) && tcgetattr(STDIN_FILENO, &mInputMode) == 0) {
-            termios keys = mInputMode;
-            keys.c_lflag &= tcflag_t(~(ICANON | ECHO));
-            mRawInput = tcsetattr(STDIN_FILENO, TCSANOW, &keys) == 0;
-        }
+        mInput.takeKeys(); // q quits
     }
 
     mWait.setSingleShot(true);
     connect(&mWait, &QTimer::timeout, this, &CanHost::runCommands);
-    mInput = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
-    connect(mInput, &QSocketNotifier::activated, this, &CanHost::readInput);
+    connect(&mInput, &tools::LineInput::keys, this, [this](const QByteArray &keys) {
+        if (keys.contains('q'))
+            quit();
+    });
+    connect(&mInput, &tools::LineInput::lines, this, [this](const QStringList &lines) {
+        mPending << lines;
+        runCommands();
+    });
+    connect(&mInput, &tools::LineInput::ended, this, &CanHost::runCommands);
     if (seconds > 0)
         QTimer::singleShot(int(seconds * 1000), this, [this] { quit(); });
     tools::onQuitSignals(this, [this] { quit(); });
@@ -333,33 +314,6 @@ bool CanHost::setDriver(bool leftHand)
     return settings.status() == QSettings::NoError;
 }
 
-// One read per notification, so standard input stays blocking: it may be a terminal that
-// the shell shares.
-void CanHost::readInput()
-{
-    char buffer[4096];
-    const ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
-    if (n > 0 && mView) {
-        if (QByteArray(buffer, int(n)).contains('q'))
-            quit();
-        return; // the view takes keys, not commands
-    }
-    if (n > 0) {
-        mInputBuffer.append(buffer, int(n));
-    } else if (n == 0 || (errno != EINTR && errno != EAGAIN)) {
-        mInputEnded = true;
-        mInput->setEnabled(false);
-        if (!mInputBuffer.isEmpty())
-            mInputBuffer.append('\n');
-    }
-    int at;
-    while ((at = mInputBuffer.indexOf('\n')) >= 0) {
-        mPending << QString::fromUtf8(mInputBuffer.left(at));
-        mInputBuffer.remove(0, at + 1);
-    }
-    runCommands();
-}
-
 void CanHost::runCommands()
 {
     while (!mWait.isActive() && !mPending.isEmpty()) {
@@ -374,7 +328,7 @@ void CanHost::runCommands()
         }
         execute(command);
     }
-    if (mInputEnded && mPending.isEmpty() && !mWait.isActive() && mExitOnEof)
+    if (mInput.atEnd() && mPending.isEmpty() && !mWait.isActive() && mExitOnEof)
         quit();
 }
 

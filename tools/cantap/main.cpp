@@ -3,6 +3,7 @@
 
 #include "canservicebase.h"
 #include "hostevents.h"
+#include "lineinput.h"
 #include "links.h"
 #include "pluginload.h"
 #include "quitsignals.h"
@@ -16,16 +17,12 @@
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QRegularExpression>
-#include <QSocketNotifier>
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <QTimer>
 
-#include <cerrno>
 #include <cstdio>
-#include <fcntl.h>
 #include <memory>
-#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -57,7 +54,7 @@ private:
         return 2;
     }
     bool startPlugin(const QString &path, QString *error);
-    void readInput();
+    void runCommands(const QStringList &lines);
     void quit() { QCoreApplication::exit(0); }
 
     QTextStream &mOut;
@@ -68,8 +65,6 @@ private:
     std::unique_ptr<cantap::Tap> mTap;
     std::unique_ptr<cantap::TapEnd> mEnds[2];
     std::unique_ptr<tools::TerminalView> mView;
-    bool mRawInput = false;
-    termios mInputMode{};
     // --plugin: the plugin on a pseudo-terminal of its own that hears the adapter's bytes.
     QTemporaryDir mPluginDir;
     std::unique_ptr<tools::PtyLink> mPluginLink;
@@ -78,16 +73,13 @@ private:
     std::unique_ptr<tools::EventPrinter> mPrinter;
     protocol::Reader mPluginWrites;
     int mPluginFrames = 0;
-    QSocketNotifier *mInput = nullptr;
-    QByteArray mInputBuffer;
+    tools::LineInput mInput;
     int mInputLine = 0;
 };
 
 CanTap::~CanTap()
 {
     mView.reset();
-    if (mRawInput)
-        tcsetattr(STDIN_FILENO, TCSANOW, &mInputMode);
     if (mService)
         mService->stop();
     if (mService)
@@ -239,14 +231,13 @@ int CanTap::run(QCoreApplication &app)
                 return rows;
             });
         }
-        if (isatty(STDIN_FILENO) && tcgetattr(STDIN_FILENO, &mInputMode) == 0) {
-            termios keys = mInputMode;
-            keys.c_lflag &= tcflag_t(~(ICANON | ECHO));
-            mRawInput = tcsetattr(STDIN_FILENO, TCSANOW, &keys) == 0;
-        }
+        mInput.takeKeys(); // q quits
     }
-    mInput = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
-    connect(mInput, &QSocketNotifier::activated, this, &CanTap::readInput);
+    connect(&mInput, &tools::LineInput::keys, this, [this](const QByteArray &keys) {
+        if (keys.contains('q'))
+            quit();
+    });
+    connect(&mInput, &tools::LineInput::lines, this, &CanTap::runCommands);
     if (seconds > 0)
         QTimer::singleShot(int(seconds * 1000), this, [this] { quit(); });
     tools::onQuitSignals(this, [this] { quit(); });
@@ -256,13 +247,7 @@ int CanTap::run(QCoreApplication &app)
 bool CanTap::startPlugin(const QString &path, QString *error)
 {
     qInstallMessageHandler(logHandler);
-    // What the plugin prints goes to standard error with --log, else nowhere.
-    fflush(stdout);
-    const int target = sPluginLog ? dup(STDERR_FILENO) : ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (target >= 0) {
-        dup2(target, STDOUT_FILENO);
-        ::close(target);
-    }
+    tools::divertPluginOutput(sPluginLog);
     if (!sPluginLog)
         QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
     const QString link = mPluginDir.path() + QStringLiteral("/adapter");
@@ -294,27 +279,9 @@ bool CanTap::startPlugin(const QString &path, QString *error)
     return true;
 }
 
-// One read per notification, so that standard input stays blocking (a shared terminal).
-void CanTap::readInput()
+void CanTap::runCommands(const QStringList &lines)
 {
-    char buffer[4096];
-    const ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
-    if (n > 0 && mView) {
-        if (QByteArray(buffer, int(n)).contains('q'))
-            quit();
-        return;
-    }
-    if (n > 0) {
-        mInputBuffer.append(buffer, int(n));
-    } else if (n == 0 || (errno != EINTR && errno != EAGAIN)) {
-        mInput->setEnabled(false); // the tap goes on without typed commands
-        if (!mInputBuffer.isEmpty())
-            mInputBuffer.append('\n');
-    }
-    int at;
-    while ((at = mInputBuffer.indexOf('\n')) >= 0) {
-        const QString line = QString::fromUtf8(mInputBuffer.left(at));
-        mInputBuffer.remove(0, at + 1);
+    for (const QString &line : lines) {
         ++mInputLine;
         cantap::TapCommand command;
         QString error;

@@ -5,6 +5,10 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace tools {
 
 QString defaultPluginPath()
@@ -45,6 +49,16 @@ CanServiceBase *loadService(const QString &path, QPluginLoader *loader, QString 
         delete instance;
     }
     return service;
+}
+
+void divertPluginOutput(bool keep)
+{
+    fflush(stdout);
+    const int target = keep ? dup(STDERR_FILENO) : ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (target >= 0) {
+        dup2(target, STDOUT_FILENO);
+        ::close(target);
+    }
 }
 
 } // namespace tools
