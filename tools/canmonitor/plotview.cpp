@@ -1,0 +1,117 @@
+#include "plotview.h"
+
+#include "monitorcore.h"
+
+#include <QChart>
+#include <QChartView>
+#include <QLineSeries>
+#include <QVBoxLayout>
+#include <QValueAxis>
+
+#include <cmath>
+#include <limits>
+
+using namespace QtCharts;
+
+namespace monitor {
+
+PlotView::PlotView(const MonitorCore *core, QWidget *parent) : QWidget(parent), mCore(core)
+{
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    addChart(tr("tyre pressures"), QString(), {"tyre.fl", "tyre.fr", "tyre.rl", "tyre.rr"},
+             {"FL", "FR", "RL", "RR"}, 0, 300);
+    addChart(tr("climate temperatures"), QStringLiteral("°"), {"temp.left", "temp.right"},
+             {"left", "right"}, 15, 30);
+    QStringList radar, radarLabels;
+    for (const char *side : {"front", "rear"}) {
+        for (const char *sensor : {"left", "middle-left", "middle-right", "right"}) {
+            radar << QStringLiteral("radar.%1-%2").arg(QLatin1String(side), QLatin1String(sensor));
+            radarLabels << QStringLiteral("%1 %2").arg(QLatin1String(side), QLatin1String(sensor));
+        }
+    }
+    addChart(tr("radar level (9: none)"), QString(), radar, radarLabels, 0, 9);
+    addChart(tr("engine speed"), QStringLiteral("rpm"), {"rotate"}, {"rpm"}, 0, 3000);
+    addChart(tr("coolant"), QStringLiteral("°"), {"coolant"}, {"coolant"}, 0, 100);
+    connect(core, &MonitorCore::refreshed, this, &PlotView::take);
+}
+
+void PlotView::addChart(const QString &title, const QString &unit, const QStringList &series,
+                        const QStringList &labels, double low, double high)
+{
+    Chart c;
+    c.chart = new QChart;
+    c.chart->setTitle(title);
+    c.chart->setMargins(QMargins(2, 2, 2, 2));
+    c.chart->legend()->setAlignment(Qt::AlignRight);
+    c.chart->legend()->setVisible(series.size() > 1);
+    c.chart->setAnimationOptions(QChart::NoAnimation);
+    c.x = new QValueAxis;
+    c.x->setRange(0, mWindow);
+    c.x->setLabelFormat(QStringLiteral("%.0f s"));
+    c.y = new QValueAxis;
+    c.y->setRange(low, high);
+    c.y->setLabelFormat(QStringLiteral("%.0f") + unit);
+    c.chart->addAxis(c.x, Qt::AlignBottom);
+    c.chart->addAxis(c.y, Qt::AlignLeft);
+    for (int i = 0; i < series.size(); ++i) {
+        auto *s = new QLineSeries;
+        s->setName(labels.value(i));
+        c.chart->addSeries(s);
+        s->attachAxis(c.x);
+        s->attachAxis(c.y);
+        c.series << s;
+        mSeries.insert(series.at(i), s);
+        mChartOf.insert(s, mCharts.size());
+    }
+    auto *view = new QChartView(c.chart, this);
+    view->setRenderHint(QPainter::Antialiasing);
+    view->setMinimumHeight(110);
+    layout()->addWidget(view);
+    mCharts << c;
+}
+
+void PlotView::take()
+{
+    const double now = mCore->elapsed();
+    for (auto it = mCore->newPoints().begin(); it != mCore->newPoints().end(); ++it) {
+        QLineSeries *s = mSeries.value(it.key());
+        if (!s)
+            continue;
+        // Values hold until they change: a step, not a slope.
+        if (s->count() > 0)
+            s->append(it->x(), s->at(s->count() - 1).y());
+        s->append(*it);
+        QValueAxis *y = mCharts.at(mChartOf.value(s)).y;
+        if (it->y() > y->max())
+            y->setMax(it->y() * 1.2);
+        if (it->y() < y->min())
+            y->setMin(it->y() - std::abs(it->y()) * 0.2);
+    }
+    const double from = now - mWindow;
+    for (const Chart &c : mCharts) {
+        c.x->setRange(qMax(0.0, from), qMax(now, mWindow));
+        for (QLineSeries *s : c.series) {
+            int old = 0;
+            while (old < s->count() - 1 && s->at(old + 1).x() < from)
+                ++old;
+            if (old > 0)
+                s->removePoints(0, old);
+        }
+    }
+}
+
+int PlotView::points(const QString &series) const
+{
+    const QLineSeries *s = mSeries.value(series);
+    return s ? s->count() : 0;
+}
+
+double PlotView::lastValue(const QString &series) const
+{
+    const QLineSeries *s = mSeries.value(series);
+    return s && s->count() ? s->at(s->count() - 1).y() : std::numeric_limits<double>::quiet_NaN();
+}
+
+} // namespace monitor
