@@ -63,9 +63,9 @@ DrivePanel::DrivePanel(MonitorCore *core, QWidget *parent) : QWidget(parent), mC
         connect(box, &QCheckBox::clicked, this, [this, name = switches.at(i)](bool on) {
             send(QStringLiteral("climate %1 %2").arg(name, on ? "on" : "off"));
         });
-        climate->addWidget(box, i / 3, i % 3);
+        climate->addWidget(box, i / 2, i % 2);
     }
-    int row = 3;
+    int row = 4;
     for (const char *side : {"temp-left", "temp-right"}) {
         auto *spin = new QDoubleSpinBox;
         spin->setRange(0, 126.5);
@@ -90,7 +90,7 @@ DrivePanel::DrivePanel(MonitorCore *core, QWidget *parent) : QWidget(parent), mC
     climate->addWidget(fan, row, 1);
     layout->addWidget(group(tr("climate"), climate));
 
-    auto *keys = new QHBoxLayout;
+    auto *keys = new QGridLayout;
     auto *source = new QComboBox;
     source->addItems({"wheel", "panel"});
     auto *code = new QSpinBox;
@@ -110,10 +110,10 @@ DrivePanel::DrivePanel(MonitorCore *core, QWidget *parent) : QWidget(parent), mC
     connect(hold, &QPushButton::released, this, [this, keyWords] { send(keyWords("release")); });
     auto *longPress = new QPushButton(tr("long"));
     connect(longPress, &QPushButton::clicked, this, [this, keyWords] { send(keyWords("long")); });
-    keys->addWidget(source);
-    keys->addWidget(code);
-    keys->addWidget(hold);
-    keys->addWidget(longPress);
+    keys->addWidget(source, 0, 0);
+    keys->addWidget(code, 0, 1);
+    keys->addWidget(hold, 1, 0);
+    keys->addWidget(longPress, 1, 1);
     layout->addWidget(group(tr("key"), keys));
 
     auto *radar = new QFormLayout;
@@ -204,6 +204,7 @@ void DrivePanel::enter(const QString &words)
 void DrivePanel::send(const QString &words)
 {
     mLog->appendPlainText(QStringLiteral("> ") + words);
+    mLastMessage.clear();
     mCore->command(words);
 }
 

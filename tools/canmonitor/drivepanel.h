@@ -23,6 +23,7 @@ public:
 
     // Words typed into the panel's line, as if entered.
     void enter(const QString &words);
+    // The simulator's last line since the last words sent.
     QString lastMessage() const { return mLastMessage; }
 
 private:

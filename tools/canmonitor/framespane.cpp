@@ -51,7 +51,7 @@ void FramesPane::redraw()
     const tools::LinkCounters &counters = mCore->counters();
     const qint64 now = counters.nowMs();
     QString html = QStringLiteral("<p style='white-space:pre'>%1</p>"
-                                  "<table cellspacing=0 cellpadding=1>"
+                                  "<table cellspacing=0 cellpadding=2>"
                                   "<tr><th align=left>command</th><th>id</th><th>count</th>"
                                   "<th>rate/s</th><th>age</th><th align=left>last data "
                                   "(changed bytes marked)</th></tr>")
@@ -80,8 +80,9 @@ void FramesPane::redraw()
                               .arg(rate)
                               .arg(age, plain.join(' ')));
         mChanged.insert(cmd, changed);
-        html += QStringLiteral("<tr><td>%1</td><td>0x%2</td><td align=right>%3</td>"
-                               "<td align=right>%4</td><td align=right>%5</td><td>%6</td></tr>")
+        html += QStringLiteral("<tr><td>%1</td><td>0x%2</td><td align=right>%3&nbsp;&nbsp;</td>"
+                               "<td align=right>%4&nbsp;&nbsp;</td><td "
+                               "align=right>%5&nbsp;&nbsp;</td><td>%6</td></tr>")
                     .arg(name(protocol::ToHeadUnit, cmd))
                     .arg(cmd, 2, 16, QLatin1Char('0'))
                     .arg(f.count)

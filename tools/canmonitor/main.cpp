@@ -10,6 +10,10 @@
 #include <QFileInfo>
 #include <QTextStream>
 
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 
 QString defaultPlugin()
@@ -23,6 +27,17 @@ QString defaultPlugin()
     if (QFileInfo::exists(installed))
         return installed;
     return QStringLiteral(QVX_DEFAULT_PLUGIN);
+}
+
+// The plugin's own lines on standard output go to standard error with --log all, else nowhere.
+void divertPluginOutput(bool keep)
+{
+    fflush(stdout);
+    const int target = keep ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (target >= 0) {
+        dup2(target, STDOUT_FILENO);
+        close(target);
+    }
 }
 
 } // namespace
@@ -72,6 +87,7 @@ int main(int argc, char **argv)
     options.simulate = parser.isSet(simulate);
     options.scenario = parser.value(scenario);
 
+    divertPluginOutput(options.log == QLatin1String("all"));
     monitor::MonitorCore core;
     QString error;
     if (!core.open(options, &error)) {

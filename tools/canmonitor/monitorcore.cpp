@@ -288,8 +288,7 @@ bool MonitorCore::open(const Options &o, QString *error)
     mService->start();
     if (mSimulator)
         mSimulator->start();
-    mTick.start();
-    refresh();
+    mTick.start(); // its first tick reads every part: all start stale
     return true;
 }
 

@@ -37,6 +37,8 @@ MonitorWindow::MonitorWindow(MonitorCore *core, QWidget *parent) : QMainWindow(p
         auto *scroll = new QScrollArea;
         scroll->setWidget(mDrive);
         scroll->setWidgetResizable(true);
+        scroll->setMinimumWidth(320);
+        scroll->setMaximumWidth(360);
         auto *dock = new QDockWidget(tr("drive the car"));
         dock->setWidget(scroll);
         dock->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
@@ -56,7 +58,7 @@ MonitorWindow::MonitorWindow(MonitorCore *core, QWidget *parent) : QMainWindow(p
         if (mStatus->text() != text)
             mStatus->setText(text);
     });
-    resize(1500, 940);
+    resize(1700, 1000);
 }
 
 } // namespace monitor

@@ -5,6 +5,7 @@
 #include <QChart>
 #include <QChartView>
 #include <QLineSeries>
+#include <QSet>
 #include <QVBoxLayout>
 #include <QValueAxis>
 
@@ -22,7 +23,7 @@ PlotView::PlotView(const MonitorCore *core, QWidget *parent) : QWidget(parent), 
     layout->setSpacing(0);
     addChart(tr("tyre pressures"), QString(), {"tyre.fl", "tyre.fr", "tyre.rl", "tyre.rr"},
              {"FL", "FR", "RL", "RR"}, 0, 300);
-    addChart(tr("climate temperatures"), QStringLiteral("°"), {"temp.left", "temp.right"},
+    addChart(tr("climate temperatures"), QStringLiteral("°C"), {"temp.left", "temp.right"},
              {"left", "right"}, 15, 30);
     QStringList radar, radarLabels;
     for (const char *side : {"front", "rear"}) {
@@ -33,7 +34,7 @@ PlotView::PlotView(const MonitorCore *core, QWidget *parent) : QWidget(parent), 
     }
     addChart(tr("radar level (9: none)"), QString(), radar, radarLabels, 0, 9);
     addChart(tr("engine speed"), QStringLiteral("rpm"), {"rotate"}, {"rpm"}, 0, 3000);
-    addChart(tr("coolant"), QStringLiteral("°"), {"coolant"}, {"coolant"}, 0, 100);
+    addChart(tr("coolant"), QStringLiteral("°C"), {"coolant"}, {"coolant"}, 0, 100);
     connect(core, &MonitorCore::refreshed, this, &PlotView::take);
 }
 
@@ -42,7 +43,11 @@ void PlotView::addChart(const QString &title, const QString &unit, const QString
 {
     Chart c;
     c.chart = new QChart;
-    c.chart->setTitle(title);
+    c.chart->setTitle(unit.isEmpty() ? title : QStringLiteral("%1 (%2)").arg(title, unit));
+    QFont small = c.chart->titleFont();
+    small.setPointSizeF(8);
+    c.chart->setTitleFont(small);
+    c.chart->legend()->setFont(small);
     c.chart->setMargins(QMargins(2, 2, 2, 2));
     c.chart->legend()->setAlignment(Qt::AlignRight);
     c.chart->legend()->setVisible(series.size() > 1);
@@ -52,7 +57,9 @@ void PlotView::addChart(const QString &title, const QString &unit, const QString
     c.x->setLabelFormat(QStringLiteral("%.0f s"));
     c.y = new QValueAxis;
     c.y->setRange(low, high);
-    c.y->setLabelFormat(QStringLiteral("%.0f") + unit);
+    c.y->setLabelFormat(QStringLiteral("%.0f"));
+    c.x->setLabelsFont(small);
+    c.y->setLabelsFont(small);
     c.chart->addAxis(c.x, Qt::AlignBottom);
     c.chart->addAxis(c.y, Qt::AlignLeft);
     for (int i = 0; i < series.size(); ++i) {
@@ -67,7 +74,7 @@ void PlotView::addChart(const QString &title, const QString &unit, const QString
     }
     auto *view = new QChartView(c.chart, this);
     view->setRenderHint(QPainter::Antialiasing);
-    view->setMinimumHeight(110);
+    view->setMinimumSize(400, 110);
     layout()->addWidget(view);
     mCharts << c;
 }
@@ -75,14 +82,19 @@ void PlotView::addChart(const QString &title, const QString &unit, const QString
 void PlotView::take()
 {
     const double now = mCore->elapsed();
+    QSet<QLineSeries *> moved;
+    // Each series ends in a tail at the present, moved along at every refresh; values hold
+    // until they change, so a change is a step, not a slope.
     for (auto it = mCore->newPoints().begin(); it != mCore->newPoints().end(); ++it) {
         QLineSeries *s = mSeries.value(it.key());
         if (!s)
             continue;
-        // Values hold until they change: a step, not a slope.
-        if (s->count() > 0)
-            s->append(it->x(), s->at(s->count() - 1).y());
-        s->append(*it);
+        if (s->count() > 0) {
+            s->replace(s->count() - 1, it->x(), s->at(s->count() - 1).y());
+            s->append(*it);
+        }
+        s->append(now, it->y());
+        moved.insert(s);
         QValueAxis *y = mCharts.at(mChartOf.value(s)).y;
         if (it->y() > y->max())
             y->setMax(it->y() * 1.2);
@@ -91,10 +103,14 @@ void PlotView::take()
     }
     const double from = now - mWindow;
     for (const Chart &c : mCharts) {
-        c.x->setRange(qMax(0.0, from), qMax(now, mWindow));
+        // The axis grows to the window, then moves with it.
+        c.x->setRange(qMax(0.0, from), qMax(now, 20.0));
         for (QLineSeries *s : c.series) {
+            const int n = s->count();
+            if (n > 0 && !moved.contains(s))
+                s->replace(n - 1, now, s->at(n - 1).y());
             int old = 0;
-            while (old < s->count() - 1 && s->at(old + 1).x() < from)
+            while (old < s->count() - 2 && s->at(old + 1).x() < from)
                 ++old;
             if (old > 0)
                 s->removePoints(0, old);
