@@ -119,6 +119,7 @@ public:
     void setGraceMs(int ms) { mGraceMs = ms; }
 
     void setRefreshInterval(int ms) { mTick.setInterval(ms); }
+    int refreshInterval() const { return mTick.interval(); }
     // refreshed() signals so far: at most one a tick, and only when something changed (or,
     // for the link's age, four times a second).
     int refreshes() const { return mRefreshes; }

@@ -84,17 +84,25 @@ void PlotView::take()
     const double now = mCore->elapsed();
     QSet<QLineSeries *> moved;
     // Each series ends in a tail at the present, moved along at every refresh; values hold
-    // until they change, so a change is a step, not a slope.
+    // until they change, so a change is a step, not a slope. Steps closer than a six-hundredth
+    // of the window only move the tail: a chart holds some thousand points a series at most.
+    const double gap = mWindow / 600;
     for (auto it = mCore->newPoints().begin(); it != mCore->newPoints().end(); ++it) {
         QLineSeries *s = mSeries.value(it.key());
         if (!s)
             continue;
-        if (s->count() > 0) {
-            s->replace(s->count() - 1, it->x(), s->at(s->count() - 1).y());
+        moved.insert(s);
+        const int n = s->count();
+        if (n > 0 && it->x() - mStepAt.value(s) < gap) {
+            s->replace(n - 1, now, it->y());
+            continue;
+        }
+        if (n > 0) {
+            s->replace(n - 1, it->x(), s->at(n - 1).y());
             s->append(*it);
         }
         s->append(now, it->y());
-        moved.insert(s);
+        mStepAt.insert(s, it->x());
         QValueAxis *y = mCharts.at(mChartOf.value(s)).y;
         if (it->y() > y->max())
             y->setMax(it->y() * 1.2);

@@ -48,6 +48,7 @@ private:
     QList<Chart> mCharts;
     QHash<QString, QtCharts::QLineSeries *> mSeries;
     QHash<QtCharts::QLineSeries *, int> mChartOf;
+    QHash<QtCharts::QLineSeries *, double> mStepAt; // when its last step was drawn
 };
 
 } // namespace monitor
