@@ -109,10 +109,11 @@ Result run(monitor::MonitorCore &core, const monitor::CarView &view, tools::Adap
     feed.start(perSecond ? 1 : 0);
     QTimer probe;
     probe.setTimerType(Qt::PreciseTimer);
-    qint64 expected = 5;
+    double expected = 5;
     QObject::connect(&probe, &QTimer::timeout, [&] {
-        r.lateMs.push_back(std::max<qint64>(0, clock.elapsed() - expected));
-        expected = clock.elapsed() + 5;
+        const double now = clock.nsecsElapsed() / 1e6;
+        r.lateMs.push_back(std::max(0.0, now - expected));
+        expected = now + 5;
     });
     probe.start(5);
     QEventLoop loop;
