@@ -63,21 +63,14 @@ void tst_CanMonitor::badOptions_data()
     QTest::addColumn<QString>("option");
     QTest::addColumn<QString>("value");
     QTest::addColumn<QString>("message");
-    QTest::newRow("log") << "log"
-                         << "loud"
-                         << "--log is all, errors or off";
-    QTest::newRow("driver") << "driver"
-                            << "middle"
-                            << "--driver is left or right";
-    QTest::newRow("model") << "model-id"
-                           << "12x"
-                           << "--model-id";
-    QTest::newRow("scenario alone") << "scenario"
-                                    << "x"
-                                    << "add --simulate";
-    QTest::newRow("no plugin") << "plugin"
-                               << "/nonexistent/plugin.so"
-                               << "no plugin at";
+    const auto row = [](const char *option, const char *value, const char *message) {
+        QTest::newRow(option) << QString(option) << QString(value) << QString(message);
+    };
+    row("log", "loud", "--log is all, errors or off");
+    row("driver", "middle", "--driver is left or right");
+    row("model-id", "12x", "--model-id");
+    row("scenario", "x", "add --simulate");
+    row("plugin", "/nonexistent/plugin.so", "no plugin at");
 }
 
 void tst_CanMonitor::badOptions()
@@ -88,11 +81,12 @@ void tst_CanMonitor::badOptions()
     monitor::Options o;
     o.plugin = QStringLiteral(QVX_PLUGIN_PATH);
     o.port = QStringLiteral("/nonexistent/port");
-    (option == "log"        ? o.log
-     : option == "driver"   ? o.driver
-     : option == "model-id" ? o.modelId
-     : option == "scenario" ? o.scenario
-                            : o.plugin) = value;
+    const QHash<QString, QString *> fields{{"log", &o.log},
+                                           {"driver", &o.driver},
+                                           {"model-id", &o.modelId},
+                                           {"scenario", &o.scenario},
+                                           {"plugin", &o.plugin}};
+    *fields.value(option) = value;
     MonitorCore core;
     QString error;
     QVERIFY(!core.open(o, &error));
@@ -105,45 +99,22 @@ void tst_CanMonitor::drive_data()
     QTest::addColumn<QString>("words");
     QTest::addColumn<QString>("part");
     QTest::addColumn<QString>("shown");
-    QTest::newRow("door") << "door front-left open"
-                          << "door.front-left"
-                          << "open";
-    QTest::newRow("boot") << "door boot open"
-                          << "door.boot"
-                          << "open";
-    QTest::newRow("battery") << "battery low"
-                             << "battery"
-                             << "alert";
-    QTest::newRow("temperature") << "climate temp-left 24.5"
-                                 << "climate.left"
-                                 << "24.5°C";
-    QTest::newRow("high marker") << "climate temp-right high"
-                                 << "climate.right"
-                                 << "HI";
-    QTest::newRow("switch") << "climate inside on"
-                            << "climate.inside"
-                            << "on";
-    QTest::newRow("seat") << "climate seat-right vent 2"
-                          << "climate.seat-right"
-                          << "vent 2";
-    QTest::newRow("radar band") << "radar front-middle-left 3"
-                                << "radar.front-middle-left"
-                                << "3";
-    QTest::newRow("radar rear") << "radar rear-right 1"
-                                << "radar.rear-right"
-                                << "1";
-    QTest::newRow("pressures") << "tyres pressures 230 231 180 232"
-                               << "tyre.rear-left"
-                               << "alert 0, 180";
-    QTest::newRow("tyre alert") << "tyre rear-left alert second"
-                                << "tyre.rear-left"
-                                << "alert 2, 180";
-    QTest::newRow("panel key") << "key panel 0x15 press"
-                               << "key"
-                               << "0x15 panel press";
-    QTest::newRow("short press") << "key panel 0x15 release"
-                                 << "key"
-                                 << "0x15 panel short";
+    const auto row = [](const char *name, const char *words, const char *part, const char *shown) {
+        QTest::newRow(name) << QString(words) << QString(part) << QString(shown);
+    };
+    row("door", "door front-left open", "door.front-left", "open");
+    row("boot", "door boot open", "door.boot", "open");
+    row("battery", "battery low", "battery", "alert");
+    row("temperature", "climate temp-left 24.5", "climate.left", "24.5°C");
+    row("high marker", "climate temp-right high", "climate.right", "HI");
+    row("switch", "climate inside on", "climate.inside", "on");
+    row("seat", "climate seat-right vent 2", "climate.seat-right", "vent 2");
+    row("radar band", "radar front-middle-left 3", "radar.front-middle-left", "3");
+    row("radar rear", "radar rear-right 1", "radar.rear-right", "1");
+    row("pressures", "tyres pressures 230 231 180 232", "tyre.rear-left", "alert 0, 180");
+    row("tyre alert", "tyre rear-left alert second", "tyre.rear-left", "alert 2, 180");
+    row("panel key", "key panel 0x15 press", "key", "0x15 panel press");
+    row("short press", "key panel 0x15 release", "key", "0x15 panel short");
 }
 
 void tst_CanMonitor::drive()
