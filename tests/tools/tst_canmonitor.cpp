@@ -8,6 +8,7 @@
 #include "plotview.h"
 #include "protocol.h"
 
+#include <QCheckBox>
 #include <QtTest>
 
 #include <memory>
@@ -134,6 +135,10 @@ void tst_CanMonitor::clickDoor()
     QTest::mouseClick(view(), Qt::LeftButton, {}, door);
     QTRY_COMPARE(view()->shown("door.rear-left"), QStringLiteral("open"));
     QCOMPARE(view()->shown("door.front-left"), QStringLiteral("open")); // the frame kept it
+    const auto boxes = mWindow->drivePanel()->findChildren<QCheckBox *>();
+    const auto box = std::find_if(boxes.begin(), boxes.end(),
+                                  [](QCheckBox *b) { return b->text() == "rear-left"; });
+    QVERIFY(box != boxes.end() && (*box)->isChecked()); // the panel follows the car
     QTest::mouseClick(view(), Qt::LeftButton, {}, door);
     QTRY_COMPARE(view()->shown("door.rear-left"), QStringLiteral("closed"));
 }

@@ -43,6 +43,9 @@ DrivePanel::DrivePanel(MonitorCore *core, QWidget *parent) : QWidget(parent), mC
             send(QStringLiteral("door %1 %2").arg(name, open ? "open" : "closed"));
         });
         doors->addWidget(box, i / 2, i % 2);
+        // The car may change otherwise: by a click on the picture, by a scenario.
+        connect(core, &MonitorCore::refreshed, box,
+                [box, core, name = doorNames.at(i)] { box->setChecked(core->carDoorOpen(name)); });
     }
     auto *battery = new QCheckBox(tr("battery low"));
     connect(battery, &QCheckBox::clicked, this, [this](bool low) {

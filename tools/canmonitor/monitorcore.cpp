@@ -330,21 +330,24 @@ const tools::Car *MonitorCore::car() const
     return mSimulator ? &mSimulator->car() : nullptr;
 }
 
-QString MonitorCore::toggleDoorWords(const QString &part) const
+bool MonitorCore::carDoorOpen(const QString &door) const
 {
     namespace b = protocol::body;
+    const quint8 bits[] = {b::LeftFrontDoor, b::RightFrontDoor, b::LeftRearDoor,
+                           b::RightRearDoor, b::FrontDoor,      b::RearDoor};
+    const int which = DoorNames.indexOf(door);
+    return mSimulator && which >= 0 &&
+           (protocol::u8(mSimulator->car().data(protocol::cmd::Body), b::Doors) & bits[which]);
+}
+
+QString MonitorCore::toggleDoorWords(const QString &part) const
+{
     const int which = DoorNames.indexOf(part.mid(5));
     if (!mSimulator || !part.startsWith(QLatin1String("door.")) || which < 0)
         return QString();
     // The car's words name the adapter's bits: its front doors swap with the driver's side.
-    const quint8 left = mLeftHand ? b::LeftFrontDoor : b::RightFrontDoor;
-    const quint8 right = mLeftHand ? b::RightFrontDoor : b::LeftFrontDoor;
-    const quint8 bits[] = {left,         right,      b::LeftRearDoor, b::RightRearDoor,
-                           b::FrontDoor, b::RearDoor};
-    const int word = which < 2 && !mLeftHand ? 1 - which : which;
-    const bool open =
-        protocol::u8(mSimulator->car().data(protocol::cmd::Body), b::Doors) & bits[which];
-    return QStringLiteral("door %1 %2").arg(DoorNames.at(word), open ? "closed" : "open");
+    const QString door = DoorNames.at(which < 2 && !mLeftHand ? 1 - which : which);
+    return QStringLiteral("door %1 %2").arg(door, carDoorOpen(door) ? "closed" : "open");
 }
 
 tools::AdapterLink *MonitorCore::adapterLink() const

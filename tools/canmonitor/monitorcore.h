@@ -109,6 +109,9 @@ public:
     void setLinkCut(bool cut);
     bool linkCut() const;
     const tools::Car *car() const;
+    // Whether the car holds a door open, by its word ("front-left", "bonnet"); the plugin
+    // shows the front doors swapped when the driver sits on the right.
+    bool carDoorOpen(const QString &door) const;
     // The words that open a closed door of the picture ("door.front-left") or close an open
     // one, as the car holds it; empty for no door or without simulate.
     QString toggleDoorWords(const QString &part) const;
