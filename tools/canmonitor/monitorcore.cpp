@@ -371,6 +371,10 @@ void MonitorCore::refresh()
     const quint32 stale = mStale;
     mStale = 0;
     const auto isStale = [stale](HostEvent e) { return stale & (1u << int(e)); };
+    // Plotted only once the plugin has had a frame: before it, a getter's 0 is no value.
+    const auto plotted = [this, &isStale](HostEvent e, int cmd) {
+        return isStale(e) && mCounters.frames().contains(cmd);
+    };
     for (int e = int(HostEvent::Link); e <= int(HostEvent::Version); ++e) {
         if (isStale(HostEvent(e)) && HostEvent(e) != HostEvent::Key &&
             HostEvent(e) != HostEvent::Link)
@@ -387,6 +391,9 @@ void MonitorCore::refresh()
                                          s->getRightRadarMiddleRearDistance(),
                                          s->getRightRadarRearDistance()});
         mState.insert(int(HostEvent::Radar), radar);
+    }
+    if (plotted(HostEvent::Radar, protocol::cmd::Radar)) {
+        const QJsonObject radar = mState.value(int(HostEvent::Radar));
         for (const char *side : {"front", "rear"}) {
             const QJsonArray levels = radar.value(QLatin1String(side)).toArray();
             for (int i = 0; i < Sensors.size(); ++i) {
@@ -397,12 +404,12 @@ void MonitorCore::refresh()
             }
         }
     }
-    if (isStale(HostEvent::Tyres)) {
+    if (plotted(HostEvent::Tyres, protocol::cmd::Tyres)) {
         const QJsonObject t = mState.value(int(HostEvent::Tyres));
         for (const QString &w : Wheels)
             sample(QStringLiteral("tyre.") + w, t.value(w).toDouble());
     }
-    if (isStale(HostEvent::Climate)) {
+    if (plotted(HostEvent::Climate, protocol::cmd::Climate)) {
         const QJsonObject c = mState.value(int(HostEvent::Climate));
         // The low and high markers are no temperatures.
         for (const char *which : {"temperature", "rightTemperature"}) {
@@ -412,11 +419,11 @@ void MonitorCore::refresh()
                        t);
         }
     }
-    if (isStale(HostEvent::Rotate) &&
+    if (plotted(HostEvent::Rotate, protocol::cmd::CarInfo) &&
         mState.value(int(HostEvent::Rotate)).value("rotate").toInt() >= 0)
         sample(QStringLiteral("rotate"),
                mState.value(int(HostEvent::Rotate)).value("rotate").toInt());
-    if (isStale(HostEvent::Coolant))
+    if (plotted(HostEvent::Coolant, protocol::cmd::CarInfo))
         sample(QStringLiteral("coolant"),
                mState.value(int(HostEvent::Coolant)).value("temperature").toInt());
 

@@ -84,8 +84,8 @@ void PlotView::take()
     const double now = mCore->elapsed();
     QSet<QLineSeries *> moved;
     // Each series ends in a tail at the present, moved along at every refresh; values hold
-    // until they change, so a change is a step, not a slope. Steps closer than a six-hundredth
-    // of the window only move the tail: a chart holds some thousand points a series at most.
+    // until they change, so a change is a step, not a slope. Steps come at most one per
+    // six-hundredth of the window: a chart holds some thousand points a series at most.
     const double gap = mWindow / 600;
     for (auto it = mCore->newPoints().begin(); it != mCore->newPoints().end(); ++it) {
         QLineSeries *s = mSeries.value(it.key());
@@ -93,16 +93,18 @@ void PlotView::take()
             continue;
         moved.insert(s);
         const int n = s->count();
-        if (n > 0 && it->x() - mStepAt.value(s) < gap) {
+        if (n >= 2 && it->x() - mStepAt.value(s) < gap) {
+            // Too soon for a step of its own: the last step takes the newer value.
+            s->replace(n - 2, s->at(n - 2).x(), it->y());
             s->replace(n - 1, now, it->y());
-            continue;
-        }
-        if (n > 0) {
-            s->replace(n - 1, it->x(), s->at(n - 1).y());
+        } else {
+            if (n > 0) {
+                s->replace(n - 1, it->x(), s->at(n - 1).y());
+            }
             s->append(*it);
+            s->append(now, it->y());
+            mStepAt.insert(s, it->x());
         }
-        s->append(now, it->y());
-        mStepAt.insert(s, it->x());
         QValueAxis *y = mCharts.at(mChartOf.value(s)).y;
         if (it->y() > y->max())
             y->setMax(it->y() * 1.2);
