@@ -39,6 +39,7 @@ DrivePanel::DrivePanel(MonitorCore *core, QWidget *parent) : QWidget(parent), mC
                                    "rear-right", "bonnet",      "boot"};
     for (int i = 0; i < doorNames.size(); ++i) {
         auto *box = new QCheckBox(doorNames.at(i));
+        box->setObjectName(QStringLiteral("door.") + doorNames.at(i));
         connect(box, &QCheckBox::clicked, this, [this, name = doorNames.at(i)](bool open) {
             send(QStringLiteral("door %1 %2").arg(name, open ? "open" : "closed"));
         });

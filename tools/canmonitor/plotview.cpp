@@ -128,12 +128,6 @@ void PlotView::take()
     }
 }
 
-int PlotView::points(const QString &series) const
-{
-    const QLineSeries *s = mSeries.value(series);
-    return s ? s->count() : 0;
-}
-
 double PlotView::lastValue(const QString &series) const
 {
     const QLineSeries *s = mSeries.value(series);

@@ -25,9 +25,8 @@ class PlotView : public QWidget
 public:
     explicit PlotView(const MonitorCore *core, QWidget *parent = nullptr);
 
-    // Points held for a series ("tyre.fl", "temp.left", "radar.rear-left", "rotate", ...).
-    int points(const QString &series) const;
-    // The last value plotted for a series; NaN when none.
+    // The last value plotted for a series ("tyre.fl", "temp.left", "radar.rear-left",
+    // "rotate", ...); NaN when none.
     double lastValue(const QString &series) const;
     void setWindow(double seconds) { mWindow = seconds; }
 
