@@ -13,6 +13,7 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QSignalBlocker>
 #include <QSlider>
 #include <QSpinBox>
 #include <QVBoxLayout>
@@ -67,6 +68,8 @@ DrivePanel::DrivePanel(MonitorCore *core, QWidget *parent) : QWidget(parent), mC
         connect(box, &QCheckBox::clicked, this, [this, name = switches.at(i)](bool on) {
             send(QStringLiteral("climate %1 %2").arg(name, on ? "on" : "off"));
         });
+        connect(core, &MonitorCore::refreshed, box,
+                [box, core, name = switches.at(i)] { box->setChecked(core->carClimate(name)); });
         climate->addWidget(box, i / 2, i % 2);
     }
     int row = 4;
@@ -82,6 +85,14 @@ DrivePanel::DrivePanel(MonitorCore *core, QWidget *parent) : QWidget(parent), mC
                 [this, side](double t) {
                     send(QStringLiteral("climate %1 %2").arg(QLatin1String(side)).arg(t));
                 });
+        // The head unit's climate keys change the car too; markers leave the box as it is.
+        connect(core, &MonitorCore::refreshed, spin, [spin, core, side] {
+            const double t = core->carClimate(QLatin1String(side));
+            if (!spin->hasFocus() && t >= 0 && t != spin->value()) {
+                const QSignalBlocker quiet(spin);
+                spin->setValue(t);
+            }
+        });
         climate->addWidget(new QLabel(QLatin1String(side)), row, 0);
         climate->addWidget(spin, row++, 1);
     }
@@ -90,6 +101,12 @@ DrivePanel::DrivePanel(MonitorCore *core, QWidget *parent) : QWidget(parent), mC
     fan->setKeyboardTracking(false);
     connect(fan, QOverload<int>::of(&QSpinBox::valueChanged), this,
             [this](int v) { send(QStringLiteral("climate fan %1").arg(v)); });
+    connect(core, &MonitorCore::refreshed, fan, [fan, core] {
+        if (!fan->hasFocus() && core->carClimate(QStringLiteral("fan")) != fan->value()) {
+            const QSignalBlocker quiet(fan);
+            fan->setValue(int(core->carClimate(QStringLiteral("fan"))));
+        }
+    });
     climate->addWidget(new QLabel(tr("fan")), row, 0);
     climate->addWidget(fan, row, 1);
     layout->addWidget(group(tr("climate"), climate));

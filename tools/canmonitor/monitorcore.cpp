@@ -340,6 +340,28 @@ bool MonitorCore::carDoorOpen(const QString &door) const
            (protocol::u8(mSimulator->car().data(protocol::cmd::Body), b::Doors) & bits[which]);
 }
 
+double MonitorCore::carClimate(const QString &word) const
+{
+    namespace c = protocol::climate;
+    if (!mSimulator)
+        return 0;
+    const QByteArray d = mSimulator->car().data(protocol::cmd::Climate);
+    const quint8 flags = protocol::u8(d, c::Flags);
+    const QHash<QString, double> values{
+        {"power", !(flags & c::PowerOff)},
+        {"ac", (flags & c::Ac) != 0},
+        {"auto", (flags & c::Auto) != 0},
+        {"dual", (flags & c::DualMask) == c::Dual},
+        {"rear", (flags & c::Rear) != 0},
+        {"inside", (protocol::u8(d, c::Air) & c::Inside) != 0},
+        {"defrost-front", (protocol::u8(d, c::Seats) & c::FrontDefrost) != 0},
+        {"defrost-rear", (protocol::u8(d, c::Seats) & c::RearDefrost) != 0},
+        {"temp-left", temperature(protocol::u8(d, c::Left))},
+        {"temp-right", temperature(protocol::u8(d, c::Right))},
+        {"fan", protocol::u8(d, c::Fan)}};
+    return values.value(word);
+}
+
 QString MonitorCore::toggleDoorWords(const QString &part) const
 {
     const int which = DoorNames.indexOf(part.mid(5));

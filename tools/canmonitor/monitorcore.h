@@ -112,6 +112,10 @@ public:
     // Whether the car holds a door open, by its word ("front-left", "bonnet"); the plugin
     // shows the front doors swapped when the driver sits on the right.
     bool carDoorOpen(const QString &door) const;
+    // A climate setting as the car holds it, by its word: a switch ("power", "ac", "auto",
+    // "dual", "inside", "rear", "defrost-front", "defrost-rear") 1 or 0, "temp-left" and
+    // "temp-right" in degrees (the markers -100 low, -101 high), "fan" its code.
+    double carClimate(const QString &word) const;
     // The words that open a closed door of the picture ("door.front-left") or close an open
     // one, as the car holds it; empty for no door or without simulate.
     QString toggleDoorWords(const QString &part) const;
