@@ -222,7 +222,7 @@ bool MonitorCore::open(const Options &o, QString *error)
     }
 
     const QString path = QFileInfo(o.plugin).absoluteFilePath();
-    if (!QFileInfo::exists(path))
+    if (!QFileInfo(path).isFile())
         return fail(QStringLiteral("no plugin at %1").arg(path));
     mLoader.setFileName(path);
     const QJsonObject meta = mLoader.metaData();

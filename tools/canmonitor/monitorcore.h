@@ -38,7 +38,7 @@ class LineSink;
 
 struct Options
 {
-    QString plugin; // empty: the caller's default
+    QString plugin; // the plugin file; main() picks the one built beside it
     QString port;
     QString modelIndex, modelId; // as typed; empty when not given
     QString driver;              // left, right or empty
