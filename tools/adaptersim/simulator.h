@@ -55,6 +55,8 @@ public:
     // A line typed on the simulator's input: help, state, or a scenario action without its
     // time (the car in words, a frame, a fault), played now.
     void command(const QString &line);
+    // The car as it stands: what it was last told, by words, frames or climate keys.
+    const Car &car() const { return mCar; }
 
 signals:
     void finished(int exitCode);
