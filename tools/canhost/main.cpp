@@ -4,6 +4,7 @@
 #include "canservicebase.h"
 #include "hostcommands.h"
 #include "hostevents.h"
+#include "hostsetup.h"
 #include "lineinput.h"
 #include "linkcounters.h"
 #include "number.h"
@@ -16,15 +17,11 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDateTime>
-#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
-#include <QLoggingCategory>
 #include <QPluginLoader>
-#include <QSettings>
-#include <QTemporaryDir>
 #include <QTextStream>
 #include <QTimer>
 
@@ -33,23 +30,6 @@
 #include <unistd.h>
 
 namespace {
-
-const char *const SettingsFile = "/media/flash/nvm/factory/settings.ini";
-
-enum class LogLevel { All, Errors, Off };
-
-LogLevel sLogLevel = LogLevel::Errors;
-QElapsedTimer sLogClock;
-
-void logHandler(QtMsgType type, const QMessageLogContext &, const QString &message)
-{
-    const bool error = type != QtDebugMsg;
-    if (sLogLevel == LogLevel::Off || (sLogLevel == LogLevel::Errors && !error))
-        return;
-    const QByteArray line = QString::asprintf("[%8.3f] ", sLogClock.nsecsElapsed() / 1e9).toUtf8() +
-                            message.toUtf8() + '\n';
-    fwrite(line.constData(), 1, size_t(line.size()), stderr);
-}
 
 class CanHost : public QObject
 {
@@ -60,7 +40,6 @@ public:
     int run(QCoreApplication &app);
 
 private:
-    bool setDriver(bool leftHand);
     void runCommands();
     void execute(const tools::HostCommand &command);
     // A command that writes to the adapter; marked when the port is closed and nothing went.
@@ -82,7 +61,6 @@ private:
     qint64 mEpochUsecs = 0; // when mClock started
     qint64 mLastInbound = 0;
     QElapsedTimer mClock;
-    std::unique_ptr<QTemporaryDir> mNvmRoot;
     tools::LineInput mInput;
     QStringList mPending;
     int mInputLine = 0;
@@ -147,50 +125,25 @@ int CanHost::run(QCoreApplication &app)
         return usage(
             QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first()));
 
-    const QString logValue = parser.value(log);
-    if (logValue == QLatin1String("all"))
-        sLogLevel = LogLevel::All;
-    else if (logValue == QLatin1String("errors"))
-        sLogLevel = LogLevel::Errors;
-    else if (logValue == QLatin1String("off"))
-        sLogLevel = LogLevel::Off;
-    else
-        return usage(QStringLiteral("--log is all, errors or off, not '%1'").arg(logValue));
-    sLogClock.start();
-    qInstallMessageHandler(logHandler);
-    // The plugin skips building its debug lines when the category is off.
-    if (sLogLevel != LogLevel::All)
-        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
-    tools::divertPluginOutput(sLogLevel == LogLevel::All);
-
-    int value = 0;
-    bool ok = true;
-    if (parser.isSet(modelIndex)) {
-        if (!qvx::parseNumber(parser.value(modelIndex), &value))
-            return usage(
-                qvx::numberError(QStringLiteral("--model-index"), parser.value(modelIndex)));
-        CanBusManager::instance()->setQvxCarModelIndex(value);
-    }
-    if (parser.isSet(modelId)) {
-        if (!qvx::parseNumber(parser.value(modelId), &value))
-            return usage(qvx::numberError(QStringLiteral("--model-id"), parser.value(modelId)));
-        CanBusManager::instance()->setCarModelId(value);
-    }
+    QString error;
+    if (!tools::setPluginLog(parser.value(log), &error) ||
+        !tools::setVehicleModel(parser.value(modelIndex), parser.value(modelId), &error))
+        return usage(error);
+    tools::divertPluginOutput(parser.value(log) == QLatin1String("all"));
     if (parser.isSet(driver)) {
         const QString side = parser.value(driver);
         if (side != QLatin1String("left") && side != QLatin1String("right"))
             return usage(QStringLiteral("--driver is left or right, not '%1'").arg(side));
-        if (!setDriver(side == QLatin1String("left")))
-            return 2;
+        if (!tools::setDriverPosition(side == QLatin1String("left"), &error))
+            return usage(error);
     }
-    if (parser.isSet(translations)) {
-        qputenv("CANSERVICE_TRANSLATIONS", QFile::encodeName(parser.value(translations)));
-        Translator::reload();
-    }
+    if (parser.isSet(translations))
+        tools::setTranslations(parser.value(translations));
     if (parser.isSet(port))
         qputenv("CANSERVICE_SERIAL_PORT", QFile::encodeName(parser.value(port)));
     double seconds = 0;
     if (parser.isSet(duration)) {
+        bool ok = false;
         seconds = parser.value(duration).toDouble(&ok);
         if (!ok || seconds <= 0)
             return usage(QStringLiteral("--duration takes a positive number of seconds"));
@@ -199,12 +152,10 @@ int CanHost::run(QCoreApplication &app)
     mClock.start();
     const bool pcapng = parser.value(record).endsWith(QLatin1String(".pcapng"));
     if (parser.isSet(record) && pcapng) {
-        QString error;
         if (!mPcapng.open(parser.value(record), &error))
             return usage(
                 QStringLiteral("cannot record to %1: %2").arg(parser.value(record), error));
     } else if (parser.isSet(record)) {
-        QString error;
         if (!canservice::SerialPort::startRecording(parser.value(record), &error))
             return usage(
                 QStringLiteral("cannot record to %1: %2").arg(parser.value(record), error));
@@ -215,7 +166,6 @@ int CanHost::run(QCoreApplication &app)
     const QString path =
         QFileInfo(parser.isSet(plugin) ? parser.value(plugin) : tools::defaultPluginPath())
             .absoluteFilePath();
-    QString error;
     mService = tools::loadService(path, &mLoader, &error);
     if (!mService)
         return usage(error);
@@ -295,25 +245,6 @@ int CanHost::run(QCoreApplication &app)
     return app.exec();
 }
 
-bool CanHost::setDriver(bool leftHand)
-{
-    if (!mNvmRoot) {
-        mNvmRoot = std::make_unique<QTemporaryDir>();
-        if (!mNvmRoot->isValid()) {
-            mErr << "canhost: cannot make a settings folder: " << mNvmRoot->errorString() << '\n';
-            mNvmRoot.reset();
-            return false;
-        }
-        qputenv("CANSERVICE_NVM_ROOT", QFile::encodeName(mNvmRoot->path()));
-    }
-    const QString file = mNvmRoot->path() + QLatin1String(SettingsFile);
-    QDir().mkpath(QFileInfo(file).path());
-    QSettings settings(file, QSettings::IniFormat);
-    settings.setValue(QStringLiteral("DriverPosition"), leftHand);
-    settings.sync();
-    return settings.status() == QSettings::NoError;
-}
-
 void CanHost::runCommands()
 {
     while (!mWait.isActive() && !mPending.isEmpty()) {
@@ -382,13 +313,18 @@ void CanHost::execute(const tools::HostCommand &c)
         mPrinter->note(QStringLiteral("command"), {{"command", "model"}, {"id", c.a}},
                        QStringLiteral("vehicle model id %1").arg(c.a));
         break;
-    case HostCommand::Driver:
-        if (setDriver(c.leftHand)) {
+    case HostCommand::Driver: {
+        QString error;
+        if (!tools::setDriverPosition(c.leftHand, &error)) {
+            mErr << "canhost: " << error << '\n';
+            mErr.flush();
+        } else {
             mPrinter->note(QStringLiteral("command"),
                            {{"command", "driver"}, {"side", c.leftHand ? "left" : "right"}},
                            QStringLiteral("driver on the %1").arg(c.leftHand ? "left" : "right"));
         }
         break;
+    }
     case HostCommand::State:
         mPrinter->dumpState();
         mPrinter->note(QStringLiteral("counters"), mCounters.json(), mCounters.text());

@@ -4,43 +4,11 @@
 
 #include "monitorcore.h"
 #include "monitorwindow.h"
+#include "pluginload.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QFileInfo>
 #include <QTextStream>
-
-#include <cstdio>
-#include <fcntl.h>
-#include <unistd.h>
-
-namespace {
-
-QString defaultPlugin()
-{
-    const QString beside =
-        QCoreApplication::applicationDirPath() + QStringLiteral("/libqvx_LSN305.so.1");
-    if (QFileInfo::exists(beside))
-        return beside;
-    const QString installed = QCoreApplication::applicationDirPath() +
-                              QStringLiteral("/../" QVX_INSTALLED_PLUGIN_DIR "/libqvx_LSN305.so.1");
-    if (QFileInfo::exists(installed))
-        return installed;
-    return QStringLiteral(QVX_DEFAULT_PLUGIN);
-}
-
-// The plugin's own lines on standard output go to standard error with --log all, else nowhere.
-void divertPluginOutput(bool keep)
-{
-    fflush(stdout);
-    const int target = keep ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (target >= 0) {
-        dup2(target, STDOUT_FILENO);
-        close(target);
-    }
-}
-
-} // namespace
 
 int main(int argc, char **argv)
 {
@@ -77,7 +45,7 @@ int main(int argc, char **argv)
     }
 
     monitor::Options options;
-    options.plugin = parser.isSet(plugin) ? parser.value(plugin) : defaultPlugin();
+    options.plugin = parser.isSet(plugin) ? parser.value(plugin) : tools::defaultPluginPath();
     options.port = parser.value(port);
     options.modelIndex = parser.value(modelIndex);
     options.modelId = parser.value(modelId);
@@ -87,7 +55,7 @@ int main(int argc, char **argv)
     options.simulate = parser.isSet(simulate);
     options.scenario = parser.value(scenario);
 
-    divertPluginOutput(options.log == QLatin1String("all"));
+    tools::divertPluginOutput(options.log == QLatin1String("all"));
     monitor::MonitorCore core;
     QString error;
     if (!core.open(options, &error)) {

@@ -2,21 +2,19 @@
 
 #include "canservicebase.h"
 #include "car.h"
+#include "hostsetup.h"
 #include "links.h"
-#include "number.h"
+#include "pluginload.h"
 #include "protocol.h"
 #include "scenario.h"
 #include "serialport.h"
 #include "simulator.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QJsonArray>
-#include <QLoggingCategory>
 #include <QScreen>
-#include <QSettings>
 #include <QTemporaryDir>
 
 #include <cstdio>
@@ -75,17 +73,6 @@ private:
 
 namespace {
 
-enum class LogLevel { All, Errors, Off };
-LogLevel sLogLevel = LogLevel::Errors;
-
-void logHandler(QtMsgType type, const QMessageLogContext &, const QString &message)
-{
-    if (sLogLevel == LogLevel::Off || (sLogLevel == LogLevel::Errors && type == QtDebugMsg))
-        return;
-    const QByteArray line = message.toUtf8() + '\n';
-    fwrite(line.constData(), 1, size_t(line.size()), stderr);
-}
-
 const QStringList DoorNames = {"front-left", "front-right", "rear-left",
                                "rear-right", "bonnet",      "boot"};
 const QStringList Sensors = {"left", "middle-left", "middle-right", "right"};
@@ -142,30 +129,10 @@ bool MonitorCore::open(const Options &o, QString *error)
         *error = why;
         return false;
     };
-    if (o.log == QLatin1String("all"))
-        sLogLevel = LogLevel::All;
-    else if (o.log == QLatin1String("errors"))
-        sLogLevel = LogLevel::Errors;
-    else if (o.log == QLatin1String("off"))
-        sLogLevel = LogLevel::Off;
-    else
-        return fail(QStringLiteral("--log is all, errors or off, not '%1'").arg(o.log));
-    qInstallMessageHandler(logHandler);
-    // The plugin skips building its debug lines when the category is off.
-    if (sLogLevel != LogLevel::All)
-        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
-
-    int value = 0;
-    if (!o.modelIndex.isEmpty()) {
-        if (!qvx::parseNumber(o.modelIndex, &value))
-            return fail(qvx::numberError(QStringLiteral("--model-index"), o.modelIndex));
-        CanBusManager::instance()->setQvxCarModelIndex(value);
-    }
-    if (!o.modelId.isEmpty()) {
-        if (!qvx::parseNumber(o.modelId, &value))
-            return fail(qvx::numberError(QStringLiteral("--model-id"), o.modelId));
-        CanBusManager::instance()->setCarModelId(value);
-    }
+    QString why;
+    if (!tools::setPluginLog(o.log, &why) ||
+        !tools::setVehicleModel(o.modelIndex, o.modelId, &why))
+        return fail(why);
     mDir = std::make_unique<QTemporaryDir>();
     if (!mDir->isValid())
         return fail(QStringLiteral("cannot make a temporary folder: %1").arg(mDir->errorString()));
@@ -173,19 +140,11 @@ bool MonitorCore::open(const Options &o, QString *error)
         if (o.driver != QLatin1String("left") && o.driver != QLatin1String("right"))
             return fail(QStringLiteral("--driver is left or right, not '%1'").arg(o.driver));
         mLeftHand = o.driver == QLatin1String("left");
-        qputenv("CANSERVICE_NVM_ROOT", QFile::encodeName(mDir->path()));
-        const QString file = mDir->path() + QStringLiteral("/media/flash/nvm/factory/settings.ini");
-        QDir().mkpath(QFileInfo(file).path());
-        QSettings settings(file, QSettings::IniFormat);
-        settings.setValue(QStringLiteral("DriverPosition"), mLeftHand);
-        settings.sync();
-        if (settings.status() != QSettings::NoError)
-            return fail(QStringLiteral("cannot write the driver position to %1").arg(file));
+        if (!tools::setDriverPosition(mLeftHand, &why))
+            return fail(why);
     }
-    if (!o.translations.isEmpty()) {
-        qputenv("CANSERVICE_TRANSLATIONS", QFile::encodeName(o.translations));
-        Translator::reload();
-    }
+    if (!o.translations.isEmpty())
+        tools::setTranslations(o.translations);
     if (!o.scenario.isEmpty() && !o.simulate)
         return fail(QStringLiteral("--scenario plays on the simulated adapter: add --simulate"));
     if (o.simulate && !o.port.isEmpty())
@@ -202,7 +161,6 @@ bool MonitorCore::open(const Options &o, QString *error)
             if (!tools::Scenario::parse(QString::fromUtf8(file.readAll()), &scenario, &parseError))
                 return fail(parseError.toString(o.scenario));
         }
-        QString why;
         std::unique_ptr<tools::PtyLink> pty =
             tools::PtyLink::create(mDir->path() + QStringLiteral("/adapter"), &why);
         if (!pty)
@@ -221,23 +179,10 @@ bool MonitorCore::open(const Options &o, QString *error)
         qputenv("CANSERVICE_SERIAL_PORT", QFile::encodeName(o.port));
     }
 
-    const QString path = QFileInfo(o.plugin).absoluteFilePath();
-    if (!QFileInfo(path).isFile())
-        return fail(QStringLiteral("no plugin at %1").arg(path));
-    mLoader.setFileName(path);
-    const QJsonObject meta = mLoader.metaData();
-    if (!mLoader.load())
-        return fail(QStringLiteral("cannot load %1: %2").arg(path, mLoader.errorString()));
+    mService = tools::loadService(QFileInfo(o.plugin).absoluteFilePath(), &mLoader, &why);
+    if (!mService)
+        return fail(why);
     mInstance = mLoader.instance();
-    if (!mInstance)
-        return fail(
-            QStringLiteral("%1 has no plugin instance: %2").arg(path, mLoader.errorString()));
-    mService = qobject_cast<CanServiceBase *>(mInstance);
-    if (!mService) {
-        return fail(QStringLiteral("%1 is not a CanServiceBase (%2 %3, interface %4 wanted)")
-                        .arg(path, meta.value("className").toString(), meta.value("IID").toString(),
-                             QStringLiteral(CanServiceBase_iid)));
-    }
 
     mPrinter = std::make_unique<tools::EventPrinter>(mService, mNowhereOut, false);
     if (canservice::SerialPort *serial = canservice::SerialPort::latest()) {
