@@ -13,40 +13,29 @@ namespace qvxtest {
 namespace {
 
 // Every value query of the service, by name.
-#define QVX_GETTERS(X)                                                                              \
-    X(version)                                                                                      \
-    X(getRotate) X(getCoolantTemp) X(getCoolantTempUnit) X(getDoorStatus) X(isFrontDoorOpen) X(     \
-        isRearDoorOpen) X(isLeftRearDoorOpen) X(isRightRearDoorOpen) X(isLeftFrontDoorOpen)         \
-        X(isRightFrontDoorOpen) X(getTireAlertType) X(getTireStatusFL) X(getTireStatusFR) X(        \
-            getTireStatusRL) X(getTireStatusRR) X(getTirePressureValueFL) X(getTirePressureValueFR) \
-            X(getTirePressureValueRL) X(getTirePressureValueRR) X(getTireUnit) X(                   \
-                getBatteryVoltageValue) X(getBatteryVoltageUnit) X(getBatteryVoltageAlertType)      \
-                X(isPowerOff) X(isPowerOffRear) X(isRearClimate) X(isAcMax) X(isAc) X(isInside) X(  \
-                    isAuto) X(isDual) X(isRearDefrost) X(isFrontDefrost) X(getAcFrontLeftHeat)      \
-                    X(getAcFrontRightHeat) X(getAcRearLeftHeat) X(getAcRearRightHeat) X(            \
-                        isAcSwcHeat) X(isAcGlassHeat) X(isAirCareActive) X(getAirConProfile)        \
-                        X(getLeftVentilation) X(getRightVentilation) X(getAcWindMode) X(            \
-                            getAcWindScale) X(getAcWindModeRear) X(getAcWindScaleRear)              \
-                            X(getAcTemperature) X(getAcRightTemperature) X(                         \
-                                getAcRearTemperature) X(getAcTemperatureIndex)                      \
-                                X(getAcRightTemperatureIndex) X(getAcRearTemperatureIndex) X(       \
-                                    getAcTemperatureUnit) X(getAcRightTemperatureUnit)              \
-                                    X(isSupportAc) X(getFrontRadarLeftDistance) X(                  \
-                                        getFrontRadarMiddleLeftDistance)                            \
-                                        X(getFrontRadarMiddleRightDistance) X(                      \
-                                            getFrontRadarRightDistance)                             \
-                                            X(getRearRadarLeftDistance) X(                          \
-                                                getRearRadarMiddleLeftDistance)                     \
-                                                X(getRearRadarMiddleRightDistance) X(               \
-                                                    getRearRadarRightDistance)                      \
-                                                    X(getLeftRadarFrontDistance) X(                 \
-                                                        getLeftRadarMiddleFrontDistance)            \
-                                                        X(getLeftRadarMiddleRearDistance) X(        \
-                                                            getLeftRadarRearDistance)               \
-                                                            X(getRightRadarFrontDistance) X(        \
-                                                                getRightRadarMiddleFrontDistance)   \
-                                                                X(getRightRadarMiddleRearDistance)  \
-                                                                    X(getRightRadarRearDistance)
+// clang-format off
+#define QVX_GETTERS(X)                                                                             \
+    X(version) X(getRotate) X(getCoolantTemp) X(getCoolantTempUnit) X(getDoorStatus)               \
+    X(isFrontDoorOpen) X(isRearDoorOpen) X(isLeftRearDoorOpen) X(isRightRearDoorOpen)              \
+    X(isLeftFrontDoorOpen) X(isRightFrontDoorOpen) X(getTireAlertType) X(getTireStatusFL)          \
+    X(getTireStatusFR) X(getTireStatusRL) X(getTireStatusRR) X(getTirePressureValueFL)             \
+    X(getTirePressureValueFR) X(getTirePressureValueRL) X(getTirePressureValueRR) X(getTireUnit)   \
+    X(getBatteryVoltageValue) X(getBatteryVoltageUnit) X(getBatteryVoltageAlertType) X(isPowerOff) \
+    X(isPowerOffRear) X(isRearClimate) X(isAcMax) X(isAc) X(isInside) X(isAuto) X(isDual)          \
+    X(isRearDefrost) X(isFrontDefrost) X(getAcFrontLeftHeat) X(getAcFrontRightHeat)                \
+    X(getAcRearLeftHeat) X(getAcRearRightHeat) X(isAcSwcHeat) X(isAcGlassHeat) X(isAirCareActive)  \
+    X(getAirConProfile) X(getLeftVentilation) X(getRightVentilation) X(getAcWindMode)              \
+    X(getAcWindScale) X(getAcWindModeRear) X(getAcWindScaleRear) X(getAcTemperature)               \
+    X(getAcRightTemperature) X(getAcRearTemperature) X(getAcTemperatureIndex)                      \
+    X(getAcRightTemperatureIndex) X(getAcRearTemperatureIndex) X(getAcTemperatureUnit)             \
+    X(getAcRightTemperatureUnit) X(isSupportAc) X(getFrontRadarLeftDistance)                       \
+    X(getFrontRadarMiddleLeftDistance) X(getFrontRadarMiddleRightDistance)                         \
+    X(getFrontRadarRightDistance) X(getRearRadarLeftDistance) X(getRearRadarMiddleLeftDistance)    \
+    X(getRearRadarMiddleRightDistance) X(getRearRadarRightDistance) X(getLeftRadarFrontDistance)   \
+    X(getLeftRadarMiddleFrontDistance) X(getLeftRadarMiddleRearDistance)                           \
+    X(getLeftRadarRearDistance) X(getRightRadarFrontDistance) X(getRightRadarMiddleFrontDistance)  \
+    X(getRightRadarMiddleRearDistance) X(getRightRadarRearDistance)
+// clang-format on
 
 QString text(bool v)
 {

@@ -132,34 +132,20 @@ void tst_Abi::vtableSlots_data()
 {
     QTest::addColumn<int>("actual");
     QTest::addColumn<int>("expected");
-    QTest::newRow("start") << vtableSlot(&CanServiceBase::start) << 12;
-    QTest::newRow("stop") << vtableSlot(&CanServiceBase::stop) << 13;
-    QTest::newRow("request") << vtableSlot(&CanServiceBase::request) << 14;
-    QTest::newRow("version") << vtableSlot(&CanServiceBase::version) << 15;
-    QTest::newRow("getSpeed") << vtableSlot(&CanServiceBase::getSpeed) << 17;
-    QTest::newRow("getVehicleData") << vtableSlot(&CanServiceBase::getVehicleData) << 26;
-    QTest::newRow("getRotate") << vtableSlot(&CanServiceBase::getRotate) << 31;
-    QTest::newRow("isRadarStatus") << vtableSlot(&CanServiceBase::isRadarStatus) << 41;
-    QTest::newRow("getTirePressureValueFR")
-        << vtableSlot(&CanServiceBase::getTirePressureValueFR) << 47;
-    QTest::newRow("getBatteryVoltageValue")
-        << vtableSlot(&CanServiceBase::getBatteryVoltageValue) << 52;
-    QTest::newRow("isPowerOff") << vtableSlot(&CanServiceBase::isPowerOff) << 55;
-    QTest::newRow("getAcTemperature") << vtableSlot(&CanServiceBase::getAcTemperature) << 80;
-    QTest::newRow("sendAcKey") << vtableSlot(&CanServiceBase::sendAcKey) << 86;
-    QTest::newRow("sendCameraKey") << vtableSlot(&CanServiceBase::sendCameraKey) << 88;
-    QTest::newRow("getFrontRadarLeftDistance")
-        << vtableSlot(&CanServiceBase::getFrontRadarLeftDistance) << 91;
-    QTest::newRow("getCarSettingData") << vtableSlot(&CanServiceBase::getCarSettingData) << 109;
-    QTest::newRow("getDrivingData") << vtableSlot(&CanServiceBase::getDrivingData) << 110;
-    QTest::newRow("getFuelConsumptionData")
-        << vtableSlot(&CanServiceBase::getFuelConsumptionData) << 116;
-    QTest::newRow("getOtherInfoData") << vtableSlot(&CanServiceBase::getOtherInfoData) << 119;
-    QTest::newRow("onRadioSourceInformation")
-        << vtableSlot(&CanServiceBase::onRadioSourceInformation) << 120;
-    QTest::newRow("requsetGauges") << vtableSlot(&CanServiceBase::requsetGauges) << 123;
-    QTest::newRow("GPSTimeSend") << vtableSlot(&CanServiceBase::GPSTimeSend) << 133;
-    QTest::newRow("sendAnyData") << vtableSlot(&CanServiceBase::sendAnyData) << 134;
+    // Counted from the table's first entry: QObject's own twelve come first.
+#define QVX_SLOT(name, slot) QTest::newRow(#name) << vtableSlot(&CanServiceBase::name) << slot;
+    // clang-format off
+    QVX_SLOT(start, 12) QVX_SLOT(stop, 13) QVX_SLOT(request, 14) QVX_SLOT(version, 15)
+    QVX_SLOT(getSpeed, 17) QVX_SLOT(getVehicleData, 26) QVX_SLOT(getRotate, 31)
+    QVX_SLOT(isRadarStatus, 41) QVX_SLOT(getTirePressureValueFR, 47)
+    QVX_SLOT(getBatteryVoltageValue, 52) QVX_SLOT(isPowerOff, 55) QVX_SLOT(getAcTemperature, 80)
+    QVX_SLOT(sendAcKey, 86) QVX_SLOT(sendCameraKey, 88) QVX_SLOT(getFrontRadarLeftDistance, 91)
+    QVX_SLOT(getCarSettingData, 109) QVX_SLOT(getDrivingData, 110)
+    QVX_SLOT(getFuelConsumptionData, 116) QVX_SLOT(getOtherInfoData, 119)
+    QVX_SLOT(onRadioSourceInformation, 120) QVX_SLOT(requsetGauges, 123) QVX_SLOT(GPSTimeSend, 133)
+    QVX_SLOT(sendAnyData, 134)
+    // clang-format on
+#undef QVX_SLOT
 }
 
 void tst_Abi::vtableSlots()
