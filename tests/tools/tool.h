@@ -43,23 +43,19 @@ struct Tool
     }
     QString out() { return mOut += QString::fromUtf8(process.readAllStandardOutput()); }
     QString err() { return mErr += QString::fromUtf8(process.readAllStandardError()); }
-    // canhost --json, one object a line: those of one event, or all (a line that is not
-    // JSON comes as an empty object).
-    QList<QJsonObject> events(const QString &name = QString())
+    // canhost --json, one object a line (a line that is not JSON, an empty one).
+    QList<QJsonObject> events()
     {
         QList<QJsonObject> list;
-        for (const QString &line : out().split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-            const QJsonObject o = QJsonDocument::fromJson(line.toUtf8()).object();
-            if (name.isEmpty() || o.value("event").toString() == name)
-                list << o;
-        }
+        for (const QString &line : out().split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+            list << QJsonDocument::fromJson(line.toUtf8()).object();
         return list;
     }
+    // -1 for a crash, or still running after ms.
     int exitCode(int ms = Slow)
     {
-        if (!process.waitForFinished(ms))
-            return -1000;
-        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2000;
+        const bool ended = process.waitForFinished(ms) || process.state() == QProcess::NotRunning;
+        return ended && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     }
 
     QProcess process;
