@@ -23,7 +23,8 @@ private:
     QTemporaryDir mDir;
 };
 
-// Refused at the start (exit code 2), or a bad line of input named, and the next ones run.
+// Refused at the start (exit code 2); a key that could not go, marked; a bad line of input
+// named, and the next ones run.
 void tst_EndToEnd::refused_data()
 {
     QTest::addColumn<QStringList>("args");
@@ -40,6 +41,7 @@ void tst_EndToEnd::refused_data()
     row("log", {"--log", "loud"}, "--log is all, errors or off, not 'loud'");
     row("model id", {"--model-id", "12x"}, "--model-id: '12x' is not a number");
     row("driver", {"--driver", "middle"}, "--driver is left or right, not 'middle'");
+    row("port closed", {"--port", "/nonexistent/tty"}, "(not sent: port closed)", "key ac\n");
     row("bad input line", {"--port", "/nonexistent/tty"},
         "input line 2: 'warmer' is not a key code or name (decimal or 0x-hex)\n"
         "canhost: input line 3: usage: quit",
@@ -56,7 +58,7 @@ void tst_EndToEnd::refused()
     host.process.write(input);
     host.process.closeWriteChannel();
     QCOMPARE(host.exitCode(), input.isEmpty() ? 2 : 0);
-    QVERIFY2(host.err().contains(message), qPrintable(host.err()));
+    QVERIFY2((host.out() + host.err()).contains(message), qPrintable(host.out() + host.err()));
 }
 
 // The demo's drive, with a key typed into canhost, recorded; then the capture replayed to a
@@ -86,7 +88,8 @@ void tst_EndToEnd::defaultDriveRecordedAndReplayed()
         host.start({"--port", path("a"), "--json", "--record", capture});
         // Once the drive's climate words are in: the adapter's answer is in the capture.
         QTRY_VERIFY_WITH_TIMEOUT(host.out().count("\"event\":\"climate\"") >= 6, Slow);
-        host.send("key 19");
+        host.send("key 19"); // the left side warmer
+        QTRY_VERIFY_WITH_TIMEOUT(sim.out().contains("<- climate command 12 value 1"), Slow);
         QCOMPARE(sim.exitCode(), 0);
         host.send("quit");
         QCOMPARE(host.exitCode(), 0);
