@@ -1,5 +1,6 @@
 #pragma once
 // One of the bench programs run by a test, started through $QVX_TEST_EMULATOR when set.
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -9,27 +10,30 @@ namespace {
 
 constexpr int Slow = 20000; // generous: the suite may run under an emulator or sanitizers
 
-class Tool
+struct Tool
 {
-public:
-    explicit Tool(const QString &path) : mPath(path) {}
+    explicit Tool(const QString &path) : path(path) {}
     ~Tool()
     {
-        if (process.state() != QProcess::NotRunning) {
-            process.kill();
-            process.waitForFinished();
-        }
+        process.kill();
+        process.waitForFinished();
     }
 
     void start(const QStringList &args)
     {
         QStringList command = QString::fromLocal8Bit(qgetenv("QVX_TEST_EMULATOR"))
-                                  .split(QLatin1Char(' '), Qt::SkipEmptyParts);
-        command << mPath << args;
-        process.setProgram(command.takeFirst());
-        process.setArguments(command);
-        process.start();
-        QVERIFY2(process.waitForStarted(), qPrintable(mPath));
+                                  .split(QLatin1Char(' '), Qt::SkipEmptyParts)
+                              << path << args;
+        process.start(command.takeFirst(), command);
+        QVERIFY2(process.waitForStarted(), qPrintable(path));
+    }
+    // For the programs that make a pseudo-terminal: back once its link is there.
+    void startWithLink(const QString &link, const QStringList &args)
+    {
+        start(args);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            QFileInfo(link).isSymLink() || process.state() == QProcess::NotRunning, Slow);
+        QVERIFY2(QFileInfo(link).isSymLink(), qPrintable(out() + err()));
     }
     // Written at once: a test that then blocks on another process runs no event loop.
     void send(const QByteArray &line)
@@ -37,58 +41,28 @@ public:
         process.write(line + '\n');
         process.waitForBytesWritten();
     }
-    QString out()
-    {
-        mOut += QString::fromUtf8(process.readAllStandardOutput());
-        return mOut;
-    }
-    QString err()
-    {
-        mErr += QString::fromUtf8(process.readAllStandardError());
-        return mErr;
-    }
-    // canhost --json: one object a line; anything else is a fault.
+    QString out() { return mOut += QString::fromUtf8(process.readAllStandardOutput()); }
+    QString err() { return mErr += QString::fromUtf8(process.readAllStandardError()); }
+    // canhost --json, one object a line (a line that is not JSON, an empty one).
     QList<QJsonObject> events()
     {
         QList<QJsonObject> list;
-        for (const QString &line : out().split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-            const QJsonObject o = QJsonDocument::fromJson(line.toUtf8()).object();
-            if (o.isEmpty())
-                qWarning() << "not a JSON object:" << line;
-            list << o;
-        }
+        for (const QString &line : out().split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+            list << QJsonDocument::fromJson(line.toUtf8()).object();
         return list;
     }
-    // Events of this name whose field key holds value.
-    int count(const QString &name, const QString &key, int value)
-    {
-        int n = 0;
-        for (const QJsonObject &e : events(name))
-            n += e.value(key).toInt() == value;
-        return n;
-    }
-    QList<QJsonObject> events(const QString &name)
-    {
-        QList<QJsonObject> list;
-        for (const QJsonObject &o : events()) {
-            if (o.value("event").toString() == name)
-                list << o;
-        }
-        return list;
-    }
+    // -1 for a crash, or still running after ms.
     int exitCode(int ms = Slow)
     {
-        if (!process.waitForFinished(ms))
-            return -1000;
-        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2000;
+        const bool ended = process.waitForFinished(ms) || process.state() == QProcess::NotRunning;
+        return ended && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     }
 
     QProcess process;
+    QString path;
 
 private:
-    QString mPath;
-    QString mOut;
-    QString mErr;
+    QString mOut, mErr;
 };
 
 } // namespace

@@ -1,5 +1,5 @@
 // canmonitor offscreen: the simulated car driven over a real pseudo-terminal, and what the
-// window shows of it, read from the widgets.
+// window shows of it, read from the widgets and from the picture.
 #include "carview.h"
 #include "drivepanel.h"
 #include "framespane.h"
@@ -8,7 +8,6 @@
 #include "plotview.h"
 #include "protocol.h"
 
-#include <QCheckBox>
 #include <QtTest>
 
 #include <memory>
@@ -21,14 +20,9 @@ class tst_CanMonitor : public QObject
     Q_OBJECT
 private slots:
     void initTestCase();
-    void badOptions_data();
-    void badOptions();
     void drive_data();
     void drive();
-    void clickDoor();
-    void cutLinkMarksTheDifference();
     void framesAndPlots();
-    void badWordsAreRefused();
     void screenshot();
     void driverOnTheRight();
 
@@ -69,42 +63,8 @@ void tst_CanMonitor::initTestCase()
     QCOMPARE(view()->shown("link"), QStringLiteral("up"));
 }
 
-void tst_CanMonitor::badOptions_data()
-{
-    QTest::addColumn<QString>("option");
-    QTest::addColumn<QString>("value");
-    QTest::addColumn<QString>("message");
-    const auto row = [](const char *option, const char *value, const char *message) {
-        QTest::newRow(option) << QString(option) << QString(value) << QString(message);
-    };
-    row("log", "loud", "--log is all, errors or off");
-    row("driver", "middle", "--driver is left or right");
-    row("model-id", "12x", "--model-id");
-    row("scenario", "x", "add --simulate");
-    row("plugin", "/nonexistent/plugin.so", "no plugin at");
-}
-
-void tst_CanMonitor::badOptions()
-{
-    QFETCH(QString, option);
-    QFETCH(QString, value);
-    QFETCH(QString, message);
-    monitor::Options o;
-    o.plugin = QStringLiteral(QVX_PLUGIN_PATH);
-    o.port = QStringLiteral("/nonexistent/port");
-    const QHash<QString, QString *> fields{{"log", &o.log},
-                                           {"driver", &o.driver},
-                                           {"model-id", &o.modelId},
-                                           {"scenario", &o.scenario},
-                                           {"plugin", &o.plugin}};
-    *fields.value(option) = value;
-    MonitorCore core;
-    QString error;
-    QVERIFY(!core.open(o, &error));
-    QVERIFY2(error.contains(message), qPrintable(error));
-}
-
-// Rows run in order on one car: later ones build on the earlier.
+// Rows run in order on one car: later ones build on the earlier. Words go in through the
+// drive panel, or a click on a part of the picture.
 void tst_CanMonitor::drive_data()
 {
     QTest::addColumn<QString>("words");
@@ -115,6 +75,8 @@ void tst_CanMonitor::drive_data()
     };
     row("door", "door front-left open", "door.front-left", "open");
     row("boot", "door boot open", "door.boot", "open");
+    row("click a door", "click door.rear-left", "door.rear-left", "open");
+    row("click it again", "click door.rear-left", "door.rear-left", "closed");
     row("battery", "battery low", "battery", "alert");
     row("temperature", "climate temp-left 24.5", "climate.left", "24.5°C");
     row("high marker", "climate temp-right high", "climate.right", "HI");
@@ -133,33 +95,12 @@ void tst_CanMonitor::drive()
     QFETCH(QString, words);
     QFETCH(QString, part);
     QFETCH(QString, shown);
-    mWindow->drivePanel()->enter(words);
+    if (words.startsWith("click "))
+        QTest::mouseClick(view(), Qt::LeftButton, {}, view()->partRect(words.mid(6)).center());
+    else
+        mWindow->drivePanel()->enter(words);
     QTRY_COMPARE(view()->shown(part), shown);
     // Told and decoded agree once the frame is through.
-    QTRY_COMPARE(view()->marked(), QStringList());
-}
-
-void tst_CanMonitor::clickDoor()
-{
-    const QPoint door = view()->partRect("door.rear-left").center();
-    QTest::mouseClick(view(), Qt::LeftButton, {}, door);
-    QTRY_COMPARE(view()->shown("door.rear-left"), QStringLiteral("open"));
-    QCOMPARE(view()->shown("door.front-left"), QStringLiteral("open")); // the frame kept it
-    QVERIFY(mWindow->drivePanel()->findChild<QCheckBox *>("door.rear-left")->isChecked());
-    QTest::mouseClick(view(), Qt::LeftButton, {}, door);
-    QTRY_COMPARE(view()->shown("door.rear-left"), QStringLiteral("closed"));
-}
-
-void tst_CanMonitor::cutLinkMarksTheDifference()
-{
-    mCore->setLinkCut(true);
-    mCore->command(QStringLiteral("door rear-right open"));
-    QTRY_COMPARE(view()->marked(), QStringList{"door.rear-right"});
-    QCOMPARE(mCore->differences().value(0).told, QStringLiteral("open"));
-    QCOMPARE(mCore->differences().value(0).decoded, QStringLiteral("closed"));
-    QVERIFY(mCore->secondsSinceFrame() > 0.1);
-    mCore->setLinkCut(false);
-    mCore->command(QStringLiteral("door rear-right closed"));
     QTRY_COMPARE(view()->marked(), QStringList());
 }
 
@@ -168,35 +109,18 @@ void tst_CanMonitor::framesAndPlots()
     const monitor::FramesPane *frames = mWindow->framesPane();
     mCore->command(QStringLiteral("door bonnet open"));
     QTRY_COMPARE(frames->changed(protocol::cmd::Body), QList<int>{protocol::body::Doors});
-    QVERIFY2(frames->row(protocol::cmd::Body).startsWith("body 0x12 "),
-             qPrintable(frames->row(0x12)));
-    QTRY_VERIFY(frames->recent().filter(QRegularExpression("> ack body +5a a5 01 ff 12")).size() >
-                0);
+    QTRY_VERIFY(
+        !frames->recent().filter(QRegularExpression("> ack body +5a a5 01 ff 12")).isEmpty());
 
     const monitor::PlotView *plots = mWindow->plotView();
     for (const char *words : {"rotate 1500", "rotate 2500", "climate temp-left 26"})
         mCore->command(QLatin1String(words));
     QTRY_COMPARE(plots->lastValue("rotate"), 2500.0);
     QTRY_COMPARE(plots->lastValue("temp.left"), 26.0);
-    QCOMPARE(plots->lastValue("radar.rear-right"), 1.0);
-    QCOMPARE(plots->lastValue("radar.rear-left"), 9.0); // no reading
 }
 
-void tst_CanMonitor::badWordsAreRefused()
-{
-    monitor::DrivePanel *panel = mWindow->drivePanel();
-    for (const char *words :
-         {"door sideways open", "climate temp-left 300", "radar front-left 9", "frame 41 00"}) {
-        panel->enter(QLatin1String(words));
-        QTRY_VERIFY2(panel->lastMessage().startsWith("adaptersim: input:") ||
-                         panel->lastMessage().contains("!!"),
-                     qPrintable(panel->lastMessage()));
-    }
-    mCore->command(QStringLiteral("door bonnet closed"));
-    QTRY_COMPARE(view()->shown("door.bonnet"), QStringLiteral("closed"));
-}
-
-// The window as the README shows it, a difference included.
+// The window as the README shows it: the link cut, a door told open that the plugin never
+// heard of marked, and the open front door swung out from the body, never over it.
 void tst_CanMonitor::screenshot()
 {
     for (const char *words :
@@ -206,9 +130,25 @@ void tst_CanMonitor::screenshot()
     mCore->setLinkCut(true);
     mCore->command(QStringLiteral("door front-right open"));
     QTRY_COMPARE(view()->marked(), QStringList{"door.front-right"});
-    const QString file = QStringLiteral(QVX_BINARY_DIR "/canmonitor.png");
-    QVERIFY(mWindow->grab().save(file));
+    QCOMPARE(mCore->differences().value(0).told, QStringLiteral("open"));
+    QCOMPARE(mCore->differences().value(0).decoded, QStringLiteral("closed"));
+    QVERIFY(mWindow->grab().save(QStringLiteral(QVX_BINARY_DIR "/canmonitor.png")));
+
+    const QImage picture = view()->grab().toImage();
+    const QRect left = view()->partRect("door.front-left");
+    const QRect right = view()->partRect("door.front-right");
+    int outside = 0, over = 0;
+    for (int y = left.top(); y <= left.bottom(); ++y) {
+        for (int x = left.left() - left.width(); x <= right.right() + right.width(); ++x) {
+            if (picture.pixelColor(x, y) == QColor(255, 170, 40)) // an open door's colour
+                ++(x > left.right() && x < right.left() ? over : outside);
+        }
+    }
+    QVERIFY(outside > 0);
+    QCOMPARE(over, 0);
     mCore->setLinkCut(false);
+    mCore->command(QStringLiteral("door front-right closed"));
+    QTRY_COMPARE(view()->marked(), QStringList());
 }
 
 // The plugin swaps the front doors for a driver on the right; the picture's click and the
