@@ -13,6 +13,7 @@
 #include "quitsignals.h"
 #include "serialport.h"
 #include "terminalview.h"
+#include "toolmain.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -347,22 +348,5 @@ void CanHost::quit(int code)
 
 int main(int argc, char **argv)
 {
-    // Our own copy of standard output, before the plugin's lines are sent elsewhere.
-    const int outFd = dup(STDOUT_FILENO);
-    QCoreApplication app(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("canhost"));
-    QFile outFile;
-    outFile.open(outFd, QIODevice::WriteOnly, QFileDevice::AutoCloseHandle);
-    QTextStream out(&outFile);
-    out.setCodec("UTF-8");
-    QTextStream err(stderr);
-    err.setCodec("UTF-8");
-    int code = 0;
-    {
-        CanHost host(out, outFd, err);
-        code = host.run(app);
-    }
-    out.flush();
-    err.flush();
-    return code;
+    return tools::hostToolMain<CanHost>(argc, argv, "canhost");
 }

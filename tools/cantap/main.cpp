@@ -10,6 +10,7 @@
 #include "tap.h"
 #include "tapend.h"
 #include "terminalview.h"
+#include "toolmain.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -304,22 +305,5 @@ void CanTap::runCommands(const QStringList &lines)
 
 int main(int argc, char **argv)
 {
-    // Our own copy of standard output: what the plugin prints goes elsewhere (startPlugin).
-    const int outFd = dup(STDOUT_FILENO);
-    QCoreApplication app(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("cantap"));
-    QFile outFile;
-    outFile.open(outFd, QIODevice::WriteOnly, QFileDevice::AutoCloseHandle);
-    QTextStream out(&outFile);
-    out.setCodec("UTF-8");
-    QTextStream err(stderr);
-    err.setCodec("UTF-8");
-    int code = 0;
-    {
-        CanTap tap(out, outFd, err);
-        code = tap.run(app);
-    }
-    out.flush();
-    err.flush();
-    return code;
+    return tools::hostToolMain<CanTap>(argc, argv, "cantap");
 }
