@@ -19,8 +19,7 @@ void tst_Number::parse_data()
     QTest::addColumn<bool>("ok");
     QTest::addColumn<int>("value");
     QTest::newRow("decimal") << "52" << true << 52;
-    QTest::newRow("leading zero 060") << "060" << true << 60;
-    QTest::newRow("leading zero 094") << "094" << true << 94;
+    QTest::newRow("leading zero, not octal") << "060" << true << 60;
     QTest::newRow("hex") << "0x3c" << true << 60;
     QTest::newRow("hex upper") << "0X5E" << true << 94;
     QTest::newRow("negative") << "-1" << true << -1;
@@ -30,7 +29,6 @@ void tst_Number::parse_data()
     QTest::newRow("letter in decimal") << "09x" << false << 0;
     QTest::newRow("space") << " 5" << false << 0;
     QTest::newRow("plus") << "+5" << false << 0;
-    QTest::newRow("exponent") << "1e3" << false << 0;
     QTest::newRow("negative hex") << "-0x5" << false << 0;
     QTest::newRow("overflow") << "2147483648" << false << 0;
     QTest::newRow("other script digits") << QString::fromUtf8("\u0663") << false << 0;
