@@ -87,19 +87,8 @@ int CanHost::run(QCoreApplication &app)
         QStringLiteral("Loads the plugin as the head unit does, prints one line per signal with "
                        "the state it concerns, and reads commands from standard input."));
     const QCommandLineOption helpOption = parser.addHelpOption();
-    const QCommandLineOption plugin("plugin",
-                                    "Plugin file (default: the one built beside canhost).", "path");
-    const QCommandLineOption port("port", "Serial device of the adapter.", "device");
-    const QCommandLineOption modelIndex("model-index", "Vehicle model index sent at start.", "n");
-    const QCommandLineOption modelId("model-id", "Vehicle model id.", "id");
-    const QCommandLineOption driver("driver", "Driver position: left or right.", "side");
-    const QCommandLineOption translations("translations", "Translations file (JSON, id: text).",
-                                          "file");
+    const tools::HostOptions host("canhost");
     const QCommandLineOption json("json", "One JSON object per signal.");
-    const QCommandLineOption log("log",
-                                 "Plugin diagnostics on standard error: all, errors, off "
-                                 "(default errors).",
-                                 "which", "errors");
     const QCommandLineOption record(
         "record", "Record the serial line to a capture file; pcapng when it ends in .pcapng.",
         "file");
@@ -108,8 +97,8 @@ int CanHost::run(QCoreApplication &app)
     const QCommandLineOption view("view",
                                   "One screen: decoded state, frames, bytes both ways; q quits. "
                                   "Plain text once a second when not on a terminal.");
-    parser.addOptions({plugin, port, modelIndex, modelId, driver, translations, json, log, record,
-                       duration, exitOnEof, view});
+    host.addTo(parser);
+    parser.addOptions({json, record, duration, exitOnEof, view});
     if (!parser.parse(app.arguments())) {
         mErr << "canhost: " << parser.errorText() << '\n';
         return 2;
@@ -127,21 +116,21 @@ int CanHost::run(QCoreApplication &app)
             QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first()));
 
     QString error;
-    if (!tools::setPluginLog(parser.value(log), &error) ||
-        !tools::setVehicleModel(parser.value(modelIndex), parser.value(modelId), &error))
+    if (!tools::setPluginLog(parser.value(host.log), &error) ||
+        !tools::setVehicleModel(parser.value(host.modelIndex), parser.value(host.modelId), &error))
         return usage(error);
-    tools::divertPluginOutput(parser.value(log) == QLatin1String("all"));
-    if (parser.isSet(driver)) {
-        const QString side = parser.value(driver);
+    tools::divertPluginOutput(parser.value(host.log) == QLatin1String("all"));
+    if (parser.isSet(host.driver)) {
+        const QString side = parser.value(host.driver);
         if (side != QLatin1String("left") && side != QLatin1String("right"))
             return usage(QStringLiteral("--driver is left or right, not '%1'").arg(side));
         if (!tools::setDriverPosition(side == QLatin1String("left"), &error))
             return usage(error);
     }
-    if (parser.isSet(translations))
-        tools::setTranslations(parser.value(translations));
-    if (parser.isSet(port))
-        qputenv("CANSERVICE_SERIAL_PORT", QFile::encodeName(parser.value(port)));
+    if (parser.isSet(host.translations))
+        tools::setTranslations(parser.value(host.translations));
+    if (parser.isSet(host.port))
+        qputenv("CANSERVICE_SERIAL_PORT", QFile::encodeName(parser.value(host.port)));
     double seconds = 0;
     if (parser.isSet(duration)) {
         bool ok = false;
@@ -164,9 +153,9 @@ int CanHost::run(QCoreApplication &app)
     mJson = parser.isSet(json);
     mExitOnEof = parser.isSet(exitOnEof);
 
-    const QString path =
-        QFileInfo(parser.isSet(plugin) ? parser.value(plugin) : tools::defaultPluginPath())
-            .absoluteFilePath();
+    const QString path = QFileInfo(parser.isSet(host.plugin) ? parser.value(host.plugin)
+                                                             : tools::defaultPluginPath())
+                             .absoluteFilePath();
     mService = tools::loadService(path, &mLoader, &error);
     if (!mService)
         return usage(error);

@@ -2,6 +2,7 @@
 // decodes, its values over time and the frames on the line; with --simulate it also plays
 // the adapter and lets the car be driven by clicking.
 
+#include "hostsetup.h"
 #include "monitorcore.h"
 #include "monitorwindow.h"
 #include "pluginload.h"
@@ -21,23 +22,13 @@ int main(int argc, char **argv)
         "values over time, the frames on the line. --simulate plays the adapter in-process and "
         "lets the car be driven from a side panel."));
     parser.addHelpOption();
-    const QCommandLineOption plugin(
-        "plugin", "Plugin file (default: the one built beside canmonitor).", "path");
-    const QCommandLineOption port("port", "Serial device of the adapter.", "device");
-    const QCommandLineOption modelIndex("model-index", "Vehicle model index sent at start.", "n");
-    const QCommandLineOption modelId("model-id", "Vehicle model id.", "id");
-    const QCommandLineOption driver("driver", "Driver position: left or right.", "side");
-    const QCommandLineOption translations("translations", "Translations file (JSON, id: text).",
-                                          "file");
-    const QCommandLineOption log(
-        "log", "Plugin diagnostics on standard error: all, errors, off (default errors).", "which",
-        "errors");
+    const tools::HostOptions host("canmonitor");
     const QCommandLineOption simulate("simulate",
                                       "Play the adapter in-process on a pseudo-terminal.");
     const QCommandLineOption scenario(
         "scenario", "With --simulate: a scenario for the adapter to play.", "file");
-    parser.addOptions(
-        {plugin, port, modelIndex, modelId, driver, translations, log, simulate, scenario});
+    host.addTo(parser);
+    parser.addOptions({simulate, scenario});
     parser.process(app);
     if (!parser.positionalArguments().isEmpty()) {
         err << "canmonitor: unexpected argument '" << parser.positionalArguments().first() << "'\n";
@@ -45,13 +36,14 @@ int main(int argc, char **argv)
     }
 
     monitor::Options options;
-    options.plugin = parser.isSet(plugin) ? parser.value(plugin) : tools::defaultPluginPath();
-    options.port = parser.value(port);
-    options.modelIndex = parser.value(modelIndex);
-    options.modelId = parser.value(modelId);
-    options.driver = parser.value(driver);
-    options.translations = parser.value(translations);
-    options.log = parser.value(log);
+    options.plugin =
+        parser.isSet(host.plugin) ? parser.value(host.plugin) : tools::defaultPluginPath();
+    options.port = parser.value(host.port);
+    options.modelIndex = parser.value(host.modelIndex);
+    options.modelId = parser.value(host.modelId);
+    options.driver = parser.value(host.driver);
+    options.translations = parser.value(host.translations);
+    options.log = parser.value(host.log);
     options.simulate = parser.isSet(simulate);
     options.scenario = parser.value(scenario);
 

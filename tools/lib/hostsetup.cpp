@@ -33,6 +33,23 @@ void logHandler(QtMsgType type, const QMessageLogContext &, const QString &messa
 
 } // namespace
 
+HostOptions::HostOptions(const char *tool)
+    : plugin("plugin", QStringLiteral("Plugin file (default: the one built beside %1).").arg(tool),
+             "path"),
+      port("port", "Serial device of the adapter.", "device"),
+      modelIndex("model-index", "Vehicle model index sent at start.", "n"),
+      modelId("model-id", "Vehicle model id.", "id"),
+      driver("driver", "Driver position: left or right.", "side"),
+      translations("translations", "Translations file (JSON, id: text).", "file"),
+      log("log", "Plugin diagnostics on standard error: all, errors, off (default errors).",
+          "which", "errors")
+{}
+
+void HostOptions::addTo(QCommandLineParser &parser) const
+{
+    parser.addOptions({plugin, port, modelIndex, modelId, driver, translations, log});
+}
+
 bool setPluginLog(const QString &which, QString *error)
 {
     if (which == QLatin1String("all")) {
@@ -48,9 +65,8 @@ bool setPluginLog(const QString &which, QString *error)
     sLogClock.start();
     qInstallMessageHandler(logHandler);
     // The plugin skips building its debug lines when the category is off.
-    QLoggingCategory::setFilterRules(sLogLevel == LogLevel::All
-                                         ? QString()
-                                         : QStringLiteral("default.debug=false"));
+    QLoggingCategory::setFilterRules(
+        sLogLevel == LogLevel::All ? QString() : QStringLiteral("default.debug=false"));
     return true;
 }
 

@@ -4,9 +4,20 @@
 // plugin's diagnostics, the vehicle model, the driver's side in the head unit's settings,
 // the translations. Each takes the text as typed and says what is wrong with it.
 
+#include <QCommandLineOption>
+#include <QCommandLineParser>
 #include <QString>
 
 namespace tools {
+
+// The options of every tool that hosts the plugin, spelled alike in each.
+struct HostOptions
+{
+    explicit HostOptions(const char *tool);
+    void addTo(QCommandLineParser &parser) const;
+
+    QCommandLineOption plugin, port, modelIndex, modelId, driver, translations, log;
+};
 
 // The plugin's diagnostics on standard error, each line after its time: "all", "errors"
 // (warnings and worse) or "off".
