@@ -100,3 +100,34 @@ QByteArray frameData(quint8 cmd, const QString &notation);
         TestObject test;                                                                           \
         return QTest::qExec(&test, argc, argv);                                                    \
     }
+
+namespace qvxtest {
+// A test that is nothing but rows: rows() adds them under the "script" column.
+class ScriptRows : public QObject
+{
+    Q_OBJECT
+public:
+    explicit ScriptRows(void (*rows)()) : mRows(rows) {}
+
+private slots:
+    void drive_data()
+    {
+        QTest::addColumn<QString>("script");
+        mRows();
+    }
+    QVX_DRIVE_ROWS
+
+private:
+    void (*mRows)();
+};
+} // namespace qvxtest
+
+// main() for a ScriptRows test on the virtual clock.
+#define QVX_SCRIPT_ROWS_MAIN(rows)                                                                 \
+    int main(int argc, char *argv[])                                                               \
+    {                                                                                              \
+        QCoreApplication::setEventDispatcher(new qvxtest::VirtualClock);                           \
+        QCoreApplication app(argc, argv);                                                          \
+        qvxtest::ScriptRows test(rows);                                                            \
+        return QTest::qExec(&test, argc, argv);                                                    \
+    }

@@ -1,17 +1,8 @@
 // Body status: doors by driver position and the battery alert.
 #include "drive.h"
 
-class tst_Body : public QObject
+static void rows()
 {
-    Q_OBJECT
-private slots:
-    void drive_data();
-    QVX_DRIVE_ROWS
-};
-
-void tst_Body::drive_data()
-{
-    QTest::addColumn<QString>("script");
     QTest::newRow("before any frame")
         << "doors=; getBatteryVoltageAlertType=0; getBatteryVoltageValue=-2; "
            "getBatteryVoltageUnit=V";
@@ -35,5 +26,4 @@ void tst_Body::drive_data()
            "doFuelStatus; getDoorStatus=64; getBatteryVoltageAlertType=1";
 }
 
-QVX_VIRTUAL_TIME_MAIN(tst_Body)
-#include "tst_body.moc"
+QVX_SCRIPT_ROWS_MAIN(rows)

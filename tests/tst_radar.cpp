@@ -1,17 +1,8 @@
 // Parking radar: raw distances to bands, sensor slots, change detection.
 #include "drive.h"
 
-class tst_Radar : public QObject
+static void rows()
 {
-    Q_OBJECT
-private slots:
-    void drive_data();
-    QVX_DRIVE_ROWS
-};
-
-void tst_Radar::drive_data()
-{
-    QTest::addColumn<QString>("script");
     const QString none =
         "255 255 255 255 | 255 255 255 255 | " + QString("255 ").repeated(7) + "255";
     // Each band's first and last raw value, on every sensor at once.
@@ -41,5 +32,4 @@ void tst_Radar::drive_data()
            "getFrontRadarLeftDistance=1; getRearRadarRightDistance=1";
 }
 
-QVX_VIRTUAL_TIME_MAIN(tst_Radar)
-#include "tst_radar.moc"
+QVX_SCRIPT_ROWS_MAIN(rows)

@@ -1,17 +1,8 @@
 // The source status the host reports, as the frame written to the adapter.
 #include "drive.h"
 
-class tst_SourceStatus : public QObject
+static void rows()
 {
-    Q_OBJECT
-private slots:
-    void drive_data();
-    QVX_DRIVE_ROWS
-};
-
-void tst_SourceStatus::drive_data()
-{
-    QTest::addColumn<QString>("script");
     QTest::newRow("FM1 87.50, byte for byte")
         << "source 0 FM1 87.50; sent=5aa50e91010138372e35302020202020202082";
     QTest::newRow("type 1: no text")
@@ -49,5 +40,4 @@ void tst_SourceStatus::drive_data()
     }
 }
 
-QVX_VIRTUAL_TIME_MAIN(tst_SourceStatus)
-#include "tst_sourcestatus.moc"
+QVX_SCRIPT_ROWS_MAIN(rows)

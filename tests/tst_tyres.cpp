@@ -1,18 +1,9 @@
 // Tyre monitoring: alert flags per wheel, pressures, the unit.
 #include "drive.h"
 
-class tst_Tyres : public QObject
-{
-    Q_OBJECT
-private slots:
-    void drive_data();
-    QVX_DRIVE_ROWS
-};
-
 // A tyre frame holds the status at 0, pressures FL FR RL RR at 1-8, alert flags at 11-14.
-void tst_Tyres::drive_data()
+static void rows()
 {
-    QTest::addColumn<QString>("script");
     const struct
     {
         const char *flags, *tyres;
@@ -44,5 +35,4 @@ void tst_Tyres::drive_data()
            "0 0; pressures=0 0 0 0; signals=; 68 00 ..; getTireUnit=kPa";
 }
 
-QVX_VIRTUAL_TIME_MAIN(tst_Tyres)
-#include "tst_tyres.moc"
+QVX_SCRIPT_ROWS_MAIN(rows)
