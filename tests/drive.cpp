@@ -4,7 +4,9 @@
 #include <QHash>
 #include <QLoggingCategory>
 
+#include <cstdio>
 #include <functional>
+#include <unistd.h>
 
 using canservice::SimpleService;
 
@@ -278,6 +280,25 @@ QByteArray frameData(quint8 cmd, const QString &notation)
         }
     }
     return data;
+}
+
+QByteArray standardOutput(const std::function<void()> &fn)
+{
+    fflush(stdout);
+    FILE *file = tmpfile();
+    const int saved = dup(STDOUT_FILENO);
+    dup2(fileno(file), STDOUT_FILENO);
+    fn();
+    fflush(stdout);
+    dup2(saved, STDOUT_FILENO);
+    ::close(saved);
+    QByteArray out;
+    rewind(file);
+    char buffer[4096];
+    for (size_t n; (n = fread(buffer, 1, sizeof buffer, file)) > 0;)
+        out.append(buffer, int(n));
+    fclose(file);
+    return out;
 }
 
 Drive::Drive(bool quiet) : mQuiet(quiet)

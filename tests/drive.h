@@ -34,6 +34,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <functional>
 #include <memory>
 
 namespace qvxtest {
@@ -79,6 +80,9 @@ private:
 
 // Frame data for command cmd from the frame-step notation above ("00 40..", "..ff @11 0a").
 QByteArray frameData(quint8 cmd, const QString &notation);
+
+// What fn writes on standard output.
+QByteArray standardOutput(const std::function<void()> &fn);
 
 } // namespace qvxtest
 

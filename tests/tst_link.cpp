@@ -114,22 +114,8 @@ void tst_Link::lenZeroDoesNotGrow()
 void tst_Link::standardOutputLinePerChunk()
 {
     qvxtest::Drive d;
-    char path[] = "/tmp/qvx-stdout-XXXXXX";
-    const int file = mkstemp(path);
-    QVERIFY(file >= 0);
-    fflush(stdout);
-    const int saved = dup(1);
-    dup2(file, 1);
-    d.run("raw 5aa5022a; raw 05ff2f");
-    fflush(stdout);
-    dup2(saved, 1);
-    ::close(saved);
-    ::close(file);
-    QFile out(path);
-    QVERIFY(out.open(QIODevice::ReadOnly));
-    const QByteArray text = out.readAll();
-    out.remove();
-    QCOMPARE(text, QByteArray("onDataReady:48 5a a5 02 2a \nonDataReady:48 05 ff 2f \n"));
+    QCOMPARE(qvxtest::standardOutput([&d] { d.run("raw 5aa5022a; raw 05ff2f"); }),
+             QByteArray("onDataReady:48 5a a5 02 2a \nonDataReady:48 05 ff 2f \n"));
 }
 
 QVX_VIRTUAL_TIME_MAIN(tst_Link)
