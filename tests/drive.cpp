@@ -39,21 +39,10 @@ namespace {
     X(getRightRadarMiddleRearDistance) X(getRightRadarRearDistance)
 // clang-format on
 
-QString text(bool v)
+// A getter's value as the script writes it: true, 3, 22.5, a text.
+template <typename T> QString text(T value)
 {
-    return v ? QStringLiteral("true") : QStringLiteral("false");
-}
-QString text(int v)
-{
-    return QString::number(v);
-}
-QString text(float v)
-{
-    return QString::number(double(v));
-}
-QString text(const QString &v)
-{
-    return v;
+    return QVariant::fromValue(value).toString();
 }
 
 // Texts joined by '|', the empty ones at the end left out.
