@@ -3,9 +3,6 @@
 
 static void rows()
 {
-    QTest::newRow("before any frame")
-        << "doors=; getBatteryVoltageAlertType=0; getBatteryVoltageValue=-2; "
-           "getBatteryVoltageUnit=V";
     QTest::newRow("bonnet") << "12 .. @2 04; signals=doorChanged; getDoorStatus=4; doors=front";
     QTest::newRow("boot") << "12 .. @2 08; doors=rear";
     QTest::newRow("rear doors") << "12 .. @2 10; doors=rightRear; 12 .. @2 20; doors=leftRear";

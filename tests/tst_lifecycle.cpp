@@ -19,8 +19,10 @@ void tst_Lifecycle::drive_data()
     QTest::newRow("nothing reported, nothing written")
         << "sent=; answers=; getDoorStatus=0; doors=; radar=255 255 255 255 | 255 255 255 255 | "
            "255 255 255 255 255 255 255 255; tyres=0 0 0 0 0; pressures=0 0 0 0; getTireUnit=; "
-           "climateFlags=; getAcTemperature=0; getAcWindMode=0; getRotate=0; getCoolantTemp=0; "
-           "version=; fuel=; driving=; other=; getBatteryVoltageValue=-2";
+           "climateFlags=; getAcTemperature=0; getAcRightTemperature=0; getAcRearTemperature=0; "
+           "getAcWindMode=0; getAcWindScale=0; getRotate=0; getCoolantTemp=0; "
+           "getCoolantTempUnit=°C; version=; fuel=; driving=; other=; "
+           "getBatteryVoltageAlertType=0; getBatteryVoltageValue=-2; getBatteryVoltageUnit=V";
 }
 
 void tst_Lifecycle::carSettingDataBytes()

@@ -23,10 +23,6 @@ private slots:
 void tst_Link::drive_data()
 {
     QTest::addColumn<QString>("script");
-    for (int cut = 1; cut < bonnet.size() / 2; ++cut)
-        QTest::addRow("split after byte %d", cut)
-            << QString("raw %1; raw %2; answers=ack:12; doors=front")
-                   .arg(bonnet.left(2 * cut), bonnet.mid(2 * cut));
     QString byByte;
     for (int i = 0; i < bonnet.size(); i += 2)
         byByte += "raw " + bonnet.mid(i, 2) + "; ";
