@@ -3,6 +3,8 @@
 #include <QCoreApplication>
 #include <QTimerEvent>
 
+#include <algorithm>
+
 namespace qvxtest {
 
 VirtualClock *VirtualClock::instance()
@@ -54,24 +56,20 @@ void VirtualClock::registerTimer(int timerId, int interval, Qt::TimerType type, 
 
 bool VirtualClock::unregisterTimer(int timerId)
 {
-    for (int i = 0; i < mTimers.size(); ++i) {
-        if (mTimers[i].id == timerId) {
-            mTimers.removeAt(i);
-            return true;
-        }
-    }
-    return false;
+    const auto t = std::find_if(mTimers.begin(), mTimers.end(),
+                                [timerId](const Timer &t) { return t.id == timerId; });
+    if (t == mTimers.end())
+        return false;
+    mTimers.erase(t);
+    return true;
 }
 
 bool VirtualClock::unregisterTimers(QObject *object)
 {
-    bool any = false;
-    for (int i = mTimers.size() - 1; i >= 0; --i) {
-        if (mTimers[i].object == object) {
-            mTimers.removeAt(i);
-            any = true;
-        }
-    }
+    const auto gone = std::remove_if(mTimers.begin(), mTimers.end(),
+                                     [object](const Timer &t) { return t.object == object; });
+    const bool any = gone != mTimers.end();
+    mTimers.erase(gone, mTimers.end());
     return any;
 }
 
