@@ -53,7 +53,6 @@ private slots:
     void lineFormat_data();
     void lineFormat();
     void valuesInQtsDefaultForm();
-    void disabledDebugStillLeavesCriticalLines();
     void traceBetweenHeaderAndFooter();
 };
 
@@ -112,17 +111,6 @@ void tst_Log::valuesInQtsDefaultForm()
     QVERIFY(find(" -- 291 35"));     // the model index and its low byte, as numbers
     QCOMPARE(seen.last().message.section(" -- ", 1), QStringLiteral("2")); // state per byte
     CanBusManager::instance()->setQvxCarModelIndex(0);
-}
-
-void tst_Log::disabledDebugStillLeavesCriticalLines()
-{
-    QLoggingCategory::setFilterRules("default.debug=false");
-    qvxtest::Drive h(false);
-    h.feed(QByteArray::fromHex("5aa5022a05ff30"));
-    QLoggingCategory::setFilterRules(QString());
-    QCOMPARE(seen.size(), 2); // the port's own warning and the checksum error
-    QVERIFY(find("checksum err!"));
-    QCOMPARE(h.answers, QStringList{"nak:2a"});
 }
 
 void tst_Log::traceBetweenHeaderAndFooter()
