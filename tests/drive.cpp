@@ -229,15 +229,20 @@ QString take(QStringList &list, const QString &separator)
 
 } // namespace
 
-static QStringList *sMessages = nullptr;
+static Messages *sMessages = nullptr;
 
 Messages::Messages()
 {
-    sMessages = &lines;
-    mPrevious = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &m) {
-        if (sMessages)
-            sMessages->append(m);
-    });
+    sMessages = this;
+    mPrevious =
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &c, const QString &m) {
+            if (!sMessages)
+                return;
+            sMessages->lines << m;
+            sMessages->contexts << Context{type, QString::fromUtf8(c.file),
+                                           QString::fromUtf8(c.function),
+                                           QString::fromUtf8(c.category), c.line};
+        });
 }
 
 Messages::~Messages()

@@ -70,9 +70,16 @@ private:
 class Messages
 {
 public:
+    struct Context
+    {
+        QtMsgType type;
+        QString file, function, category;
+        int line;
+    };
     Messages();
     ~Messages();
     QStringList lines;
+    QList<Context> contexts; // one for each line
 
 private:
     QtMessageHandler mPrevious;

@@ -9,47 +9,10 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-namespace {
-
-struct Seen
-{
-    QtMsgType type;
-    QString message;
-    QString file;
-    QString function;
-    int line;
-    QString category;
-};
-QList<Seen> seen;
-
-void handler(QtMsgType type, const QMessageLogContext &context, const QString &message)
-{
-    seen.append({type, message, QString::fromUtf8(context.file),
-                 QString::fromUtf8(context.function), context.line,
-                 QString::fromUtf8(context.category)});
-}
-
-const Seen *find(const QString &needle)
-{
-    for (const Seen &s : seen) {
-        if (s.message.contains(needle))
-            return &s;
-    }
-    return nullptr;
-}
-
-} // namespace
-
 class tst_Log : public QObject
 {
     Q_OBJECT
 private slots:
-    void init()
-    {
-        seen.clear();
-        qInstallMessageHandler(handler);
-    }
-    void cleanup() { qInstallMessageHandler(nullptr); }
     void lineFormat_data();
     void lineFormat();
     void valuesInQtsDefaultForm();
@@ -75,25 +38,20 @@ void tst_Log::lineFormat()
 {
     QFETCH(QString, script);
     QFETCH(QString, pattern);
+    qvxtest::Messages log;
     qvxtest::Drive h(false);
     h.run(script);
     const QRegularExpression re(pattern);
-    const Seen *line = nullptr;
-    QRegularExpressionMatch match;
-    for (const Seen &s : seen) {
-        match = re.match(s.message);
-        if (match.hasMatch()) {
-            line = &s;
-            break;
-        }
-    }
-    QVERIFY2(line, qPrintable(pattern));
+    const int at = log.lines.indexOf(re);
+    QVERIFY2(at >= 0, qPrintable(log.lines.join('\n')));
+    const QRegularExpressionMatch match = re.match(log.lines[at]);
+    const qvxtest::Messages::Context &line = log.contexts[at];
     QCOMPARE(match.captured(1).toLong(), long(syscall(SYS_gettid)));
-    QCOMPARE(match.captured(2).toInt(), line->line);
-    QCOMPARE(line->file, QStringLiteral("simpleservice.cpp"));
-    QVERIFY(line->function.contains("SimpleService::"));
-    QCOMPARE(line->category, QStringLiteral("default"));
-    QCOMPARE(line->type, pattern.startsWith("^\\[DBG") ? QtDebugMsg : QtCriticalMsg);
+    QCOMPARE(match.captured(2).toInt(), line.line);
+    QCOMPARE(line.file, QStringLiteral("simpleservice.cpp"));
+    QVERIFY(line.function.contains("SimpleService::"));
+    QCOMPARE(line.category, QStringLiteral("default"));
+    QCOMPARE(line.type, pattern.startsWith("^\\[DBG") ? QtDebugMsg : QtCriticalMsg);
 }
 
 void tst_Log::valuesInQtsDefaultForm()
@@ -102,14 +60,16 @@ void tst_Log::valuesInQtsDefaultForm()
     QLibrary plugin(QStringLiteral(QVX_PLUGIN_PATH));
     QVERIFY2(plugin.load(), qPrintable(plugin.errorString()));
     const QString path = QFileInfo(QStringLiteral(QVX_PLUGIN_PATH)).absoluteFilePath();
+    qvxtest::Messages log;
     qvxtest::Drive h(false);
     CanBusManager::instance()->setQvxCarModelIndex(0x123);
     h.service->start();
     h.feed(QByteArray::fromHex("5aa501"));
-    QVERIFY(find(QStringLiteral("-- curr canbus --  \"%1\"").arg(path)));
-    QVERIFY(find(R"(-- "5aa501")")); // the chunk, QByteArray::toHex in quotes
-    QVERIFY(find(" -- 291 35"));     // the model index and its low byte, as numbers
-    QCOMPARE(seen.last().message.section(" -- ", 1), QStringLiteral("2")); // state per byte
+    const auto said = [&log](const QString &text) { return !log.lines.filter(text).isEmpty(); };
+    QVERIFY(said(QStringLiteral("-- curr canbus --  \"%1\"").arg(path)));
+    QVERIFY(said(R"(-- "5aa501")")); // the chunk, QByteArray::toHex in quotes
+    QVERIFY(said(" -- 291 35"));     // the model index and its low byte, as numbers
+    QCOMPARE(log.lines.last().section(" -- ", 1), QStringLiteral("2")); // state per byte
     CanBusManager::instance()->setQvxCarModelIndex(0);
 }
 
