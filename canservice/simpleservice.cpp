@@ -3,6 +3,7 @@
 
 #include "log.h"
 #include "protocol.h"
+#include "recordlayout.h" // the records as the host lays them out, or no plugin
 
 namespace canservice {
 
