@@ -4,6 +4,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QtEndian>
 #include <QtTest>
 
 namespace {
@@ -64,5 +65,38 @@ struct Tool
 private:
     QString mOut, mErr;
 };
+
+// A pcapng file's blocks in order: an interface's link type or a packet's direction flags (in
+// flags), a packet's time and bytes; a block whose two lengths disagree ends them as type 0.
+struct Block
+{
+    quint32 type = 0, flags = 0;
+    qint64 usecs = 0;
+    QByteArray bytes;
+};
+inline QList<Block> pcapngBlocks(const QString &path)
+{
+    QFile file(path);
+    file.open(QIODevice::ReadOnly);
+    const QByteArray f = file.readAll();
+    const auto u32 = [&f](int at) { return qFromLittleEndian<quint32>(f.constData() + at); };
+    QList<Block> blocks;
+    for (int at = 0, size = 0; at + 12 <= f.size(); at += size) {
+        size = int(u32(at + 4));
+        if (size < 12 || size % 4 || at + size > f.size() || int(u32(at + size - 4)) != size)
+            return blocks << Block{};
+        Block b;
+        b.type = u32(at);
+        if (b.type == 1)
+            b.flags = u32(at + 8) & 0xFFFF;
+        if (b.type == 6) {
+            b.bytes = f.mid(at + 28, int(u32(at + 20)));
+            b.flags = u32(at + 28 + ((b.bytes.size() + 3) & ~3) + 4);
+            b.usecs = qint64(quint64(u32(at + 12)) << 32 | u32(at + 16));
+        }
+        blocks << b;
+    }
+    return blocks;
+}
 
 } // namespace

@@ -9,7 +9,6 @@
 #include "tool.h"
 
 #include <QTemporaryDir>
-#include <QtEndian>
 
 namespace {
 
@@ -25,26 +24,17 @@ QList<tools::CaptureRecord> captureRecords(const QString &path)
 }
 
 // The bytes of each direction, [0] from the adapter and [1] from the head unit: of a capture,
-// or of a pcapng file's enhanced packets by their direction flag.
+// or of a pcapng file's packets by their direction flag.
 QVector<QByteArray> recorded(const QString &path)
 {
     QVector<QByteArray> both(2);
-    if (!path.endsWith(".pcapng")) {
-        for (const tools::CaptureRecord &r : captureRecords(path))
-            both[r.received ? 0 : 1] += r.bytes;
+    if (path.endsWith(".pcapng")) {
+        for (const Block &b : pcapngBlocks(path))
+            both[b.flags == 1 ? 0 : 1] += b.bytes; // only packets hold bytes
         return both;
     }
-    QFile file(path);
-    file.open(QIODevice::ReadOnly);
-    const QByteArray f = file.readAll();
-    const auto u32 = [&f](int at) { return qFromLittleEndian<quint32>(f.constData() + at); };
-    for (int at = 0; at + 12 <= f.size(); at += int(u32(at + 4))) {
-        if (u32(at) != 6 || u32(at + 4) < 32)
-            continue;
-        const int length = int(u32(at + 20));
-        const int flags = int(u32(at + 28 + ((length + 3) & ~3) + 4));
-        both[flags == 1 ? 0 : 1] += f.mid(at + 28, length);
-    }
+    for (const tools::CaptureRecord &r : captureRecords(path))
+        both[r.received ? 0 : 1] += r.bytes;
     return both;
 }
 
