@@ -1,8 +1,6 @@
 #pragma once
 // One of the bench programs run by a test, started through $QVX_TEST_EMULATOR when set.
 #include <QFileInfo>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QProcess>
 #include <QtEndian>
 #include <QtTest>
@@ -44,14 +42,6 @@ struct Tool
     }
     QString out() { return mOut += QString::fromUtf8(process.readAllStandardOutput()); }
     QString err() { return mErr += QString::fromUtf8(process.readAllStandardError()); }
-    // canhost --json, one object a line (a line that is not JSON, an empty one).
-    QList<QJsonObject> events()
-    {
-        QList<QJsonObject> list;
-        for (const QString &line : out().split(QLatin1Char('\n'), Qt::SkipEmptyParts))
-            list << QJsonDocument::fromJson(line.toUtf8()).object();
-        return list;
-    }
     // -1 for a crash, or still running after ms.
     int exitCode(int ms = Slow)
     {

@@ -1,74 +1,11 @@
-// cantap between adaptersim and canhost on pseudo-terminals: the head unit decodes the drive
-// as it does without the tap, the recordings hold every byte both ways, a listening tap hears
-// the same frames, faults typed into the tap reach the head unit, and the tap opens the
-// adapter again when it comes back. The faults themselves in-process, chunk by chunk.
-#include "capture.h"
+// cantap's faults in-process, chunk by chunk; then between adaptersim and canhost on
+// pseudo-terminals: faults typed into the tap reach the head unit, and the tap opens the
+// adapter again when it comes back. The default drive through the tap: tst_endtoend.
 #include "protocol.h"
-#include "pty.h"
 #include "tap.h"
 #include "tool.h"
 
 #include <QTemporaryDir>
-
-namespace {
-
-QList<tools::CaptureRecord> captureRecords(const QString &path)
-{
-    QFile file(path);
-    file.open(QIODevice::ReadOnly);
-    QList<tools::CaptureRecord> records;
-    tools::ParseError error;
-    if (!tools::parseCapture(QString::fromUtf8(file.readAll()), &records, &error))
-        qWarning() << error.toString(path);
-    return records;
-}
-
-// The bytes of each direction, [0] from the adapter and [1] from the head unit: of a capture,
-// or of a pcapng file's packets by their direction flag.
-QVector<QByteArray> recorded(const QString &path)
-{
-    QVector<QByteArray> both(2);
-    if (path.endsWith(".pcapng")) {
-        for (const Block &b : pcapngBlocks(path))
-            both[b.flags == 1 ? 0 : 1] += b.bytes; // only packets hold bytes
-        return both;
-    }
-    for (const tools::CaptureRecord &r : captureRecords(path))
-        both[r.received ? 0 : 1] += r.bytes;
-    return both;
-}
-
-// The lines after the time: of a state dump (without the tap's "plugin" column), or all the
-// others but the plugin's path and the port's name.
-QStringList lines(const QString &out, bool state)
-{
-    QStringList lines;
-    for (const QString &line : out.split('\n', Qt::SkipEmptyParts)) {
-        const QString rest = line.mid(9);
-        if (state && line.startsWith("   state "))
-            lines << QString(rest).remove(QRegularExpression("^plugin +"));
-        else if (!state && !line.startsWith("   state") && !rest.startsWith("plugin") &&
-                 !rest.startsWith("port"))
-            lines << rest;
-    }
-    return lines;
-}
-
-// The tap's lines about frames, by direction, without answer latencies.
-QVector<QStringList> frameLines(const QString &out)
-{
-    QVector<QStringList> both(2);
-    for (const QString &line : out.split('\n')) {
-        const QString who = line.mid(9, 9).trimmed();
-        if ((who == "adapter" || who == "headunit") && !line.mid(19, 10).trimmed().isEmpty() &&
-            !line.contains("UNANSWERED"))
-            both[who == "adapter" ? 0 : 1]
-                << line.mid(19).remove(QRegularExpression("   \\S+ ms$"));
-    }
-    return both;
-}
-
-} // namespace
 
 class tst_CanTap : public QObject
 {
@@ -77,7 +14,6 @@ private slots:
     void init() { QVERIFY(mDir.isValid()); }
     void faults_data();
     void faults();
-    void inTheMiddle();
     void faultsAndReopening();
 
 private:
@@ -156,60 +92,6 @@ void tst_CanTap::faults()
     QTRY_COMPARE(toAdapter.toHex(' '), adapterGot.toHex(' '));
     QTRY_COMPARE(toHeadUnit.toHex(' '), headUnitGot.toHex(' '));
     QVERIFY2(out.contains(printed), qPrintable(out));
-}
-
-// The default drive twice at once, one pair straight, one through the tap; then the head
-// unit's capture played onto two transmit wires that a listening tap hears.
-void tst_CanTap::inTheMiddle()
-{
-    if (qEnvironmentVariableIsSet("QVX_SKIP_DRIVE"))
-        QSKIP("run on its own (tst_cantap_drive)");
-    Tool simA(QVX_ADAPTERSIM_PATH), hostA(QVX_CANHOST_PATH), simB(QVX_ADAPTERSIM_PATH),
-        tap(QVX_CANTAP_PATH), hostB(QVX_CANHOST_PATH);
-    const QString drive = QVX_SOURCE_DIR "/scenarios/default";
-    simA.startWithLink(path("a"), {"--pty", path("a"), "--quiet", "--settle", "0.25", drive});
-    simB.startWithLink(path("b"), {"--pty", path("b"), "--quiet", "--settle", "0.25", drive});
-    tap.startWithLink(path("h"), {"--adapter", path("b"), "--headunit-pty", path("h"), "--plugin",
-                                  "--record", path("tap.pcapng")});
-    hostA.start({"--port", path("a")});
-    hostB.start({"--port", path("h"), "--record", path("b.cap")});
-    QCOMPARE(simA.exitCode(), 0);
-    QCOMPARE(simB.exitCode(), 0);
-    for (Tool *t : {&hostA, &hostB, &tap})
-        t->send("state");
-    QTRY_VERIFY_WITH_TIMEOUT(hostA.out().contains("counters") && hostB.out().contains("counters") &&
-                                 tap.out().contains("plugin    wrote"),
-                             Slow);
-    for (Tool *t : {&hostA, &hostB, &tap})
-        t->send("quit");
-    QCOMPARE(tap.exitCode(), 0);
-
-    QCOMPARE(lines(hostB.out(), false), lines(hostA.out(), false));
-    // The tap's copy of the plugin ends where the head unit's does.
-    QCOMPARE(lines(tap.out(), true), lines(hostB.out(), true));
-    QVERIFY(lines(tap.out(), true).size() >= 13);
-    const QVector<QByteArray> head = recorded(path("b.cap"));
-    QVERIFY(head[0].size() > 500 && head[1].size() > 200);
-    QCOMPARE(recorded(path("tap.pcapng")), head);
-    QVERIFY2(!tap.out().contains("UNANSWERED"), qPrintable(tap.out()));
-    QVERIFY(
-        tap.out().contains(QRegularExpression("headunit  nak        NAK body \\(0x12\\)   \\+")));
-    QVERIFY(tap.out().contains("adapter   body       door front-left open\n"));
-
-    qvxtest::Pty adapterTx, headUnitTx;
-    QVERIFY(adapterTx.plug() && headUnitTx.plug());
-    Tool listener(QVX_CANTAP_PATH);
-    listener.start({"--listen", adapterTx.path(), headUnitTx.path()});
-    QTRY_VERIFY_WITH_TIMEOUT(listener.out().count(" open (listening)") == 2, Slow);
-    double last = 0;
-    for (const tools::CaptureRecord &r : captureRecords(path("b.cap"))) {
-        // Chunk by chunk, as the head unit's reader counts its parse-out from the second chunk
-        // of a frame; a long pause stays long enough for it to give up on a frame.
-        QTest::qWait(r.time - last > 0.3 ? 600 : 5);
-        last = r.time;
-        (r.received ? adapterTx : headUnitTx).write(r.bytes);
-    }
-    QTRY_COMPARE_WITH_TIMEOUT(frameLines(listener.out()), frameLines(tap.out()), Slow);
 }
 
 void tst_CanTap::faultsAndReopening()
