@@ -15,6 +15,11 @@ using protocol::build;
 
 namespace {
 
+QByteArray hex(const char *text)
+{
+    return QByteArray::fromHex(text);
+}
+
 // The head unit's end of the link, and the simulator on the other end.
 struct Run : tools::AdapterLink
 {
@@ -25,7 +30,8 @@ struct Run : tools::AdapterLink
         clock.start();
         tools::Scenario scenario;
         tools::ParseError error;
-        parsed = tools::Scenario::parse(scenarioText, &scenario, &error);
+        QVERIFY2(tools::Scenario::parse(scenarioText, &scenario, &error),
+                 qPrintable(error.message));
         simulator.setScenario(scenario, QStringLiteral("test"));
     }
     static tools::AdapterSimulator::Options options(bool waitForHost)
@@ -47,11 +53,17 @@ struct Run : tools::AdapterLink
             fromHost(build(good ? protocol::cmd::Ack : protocol::cmd::Nak, w.mid(3, 1)));
         }
     }
+    // Run to its end; then each piece of text is in what it printed.
+    void finishes(std::initializer_list<const char *> said)
+    {
+        QTRY_COMPARE(finished.count(), 1);
+        for (const char *piece : said)
+            QVERIFY2(text.contains(QLatin1String(piece)), qPrintable(text));
+    }
 
     QList<QByteArray> writes;
     QString text;
     QTextStream out;
-    bool parsed = false;
     tools::AdapterSimulator simulator;
     QSignalSpy finished;
     QElapsedTimer clock;
@@ -69,12 +81,10 @@ private slots:
     void climate_data();
     void climate();
     void answersClimateKeysAndRequests();
-    void expectationsAndSummary();
-    void expectationWindow();
+    void expectations();
     void unacknowledgedFrames();
-    void chunksAndCutOffFrames();
+    void writes();
     void waitsForTheHead();
-    void wordsAndFaults();
     void replay();
 };
 
@@ -88,7 +98,6 @@ void tst_Adapter::describe_data()
     const auto row = [](bool fromHost, int cmd, const QByteArray &data, const char *text) {
         QTest::newRow(text) << fromHost << cmd << data << QString(text);
     };
-    const auto hex = [](const char *h) { return QByteArray::fromHex(h); };
     row(true, 0xFF, hex("3131"), "ACK climate (0x31) [2 data bytes, expected 1: 31 31]");
     row(true, 0xFE, hex("55"), "NAK 0x55");
     row(true, 0x90, hex("0102"), "request 0x01 0x02");
@@ -172,71 +181,47 @@ void tst_Adapter::climate()
 
 void tst_Adapter::answersClimateKeysAndRequests()
 {
-    Run run(QStringLiteral("0 frame climate 00 00 00 00 06 04 2c 2c 00 00 2c 00\n"
-                           "0.3 end\n"));
-    QVERIFY(run.parsed);
+    Run run(QStringLiteral("0 frame climate 00 00 00 00 06 04 2c 2c 00 00 2c 00\n0.3 end\n"));
     run.simulator.start();
-    QCOMPARE(run.writes.size(), 1);
-
-    run.fromHost(build(0x3B, QByteArray::fromHex("0201"))); // AC on
-    QCOMPARE(run.writes.size(), 2);
-    const QByteArray on = build(0x31, QByteArray::fromHex("0100000006042c2c00002c00"));
-    QCOMPARE(run.writes.last().toHex(), on.toHex());
-
-    run.fromHost(build(0x90, QByteArray::fromHex("3100"))); // ask for it again
-    QCOMPARE(run.writes.last().toHex(), on.toHex());
-    run.fromHost(build(0x90, QByteArray::fromHex("4100"))); // nothing to repeat
-    run.fromHost(build(0x3B, QByteArray::fromHex("03ff"))); // not a panel command
-    QCOMPARE(run.writes.size(), 3);
-    QVERIFY(run.text.contains("nothing changes"));
-
+    run.fromHost(build(0x3B, hex("0201"))); // AC on
+    run.fromHost(build(0x90, hex("3100"))); // ask for it again
+    run.fromHost(build(0x90, hex("4100"))); // nothing to repeat
+    run.fromHost(build(0x3B, hex("03ff"))); // not a panel command
+    const QByteArray on = build(0x31, hex("0100000006042c2c00002c00"));
+    QCOMPARE(run.writes, (QList<QByteArray>{build(0x31, hex("0000000006042c2c00002c00")), on, on}));
     run.acknowledgeAll();
-    QTRY_COMPARE(run.finished.count(), 1);
+    run.finishes({"(no such climate command here: nothing changes)",
+                  "summary: 3 frames sent (0 with a bad checksum); 3 ACKs and 0 NAKs received; 4 "
+                  "other head-unit frames\n"});
     QCOMPARE(run.finished.first().first().toInt(), 0);
-    QVERIFY2(run.text.contains("summary: 3 frames sent (0 with a bad checksum); 3 ACKs and 0 NAKs "
-                               "received; 4 other head-unit frames"),
-             qPrintable(run.text));
     QVERIFY(!run.text.contains("not acknowledged"));
 }
 
-// One head-unit frame meets one expectation, however many would take it.
-void tst_Adapter::expectationsAndSummary()
+// One head-unit frame meets one expectation, however many would take it; an expectation
+// counts frames from the adapter's previous write on. The run ends once the last is settled.
+void tst_Adapter::expectations()
 {
     Run run(QStringLiteral("0 frame body 00 00 40 00 00 00 00 00 00 00\n"
                            "0 corrupt body 00 00 00 00 00 00 00 00 00 00\n"
-                           "0 expect 0.5 ack body\n"
-                           "0 expect 0.5 nak body\n"
+                           "0 frame panel 15 01\n"
+                           "0 expect 1 ack body\n"
+                           "0 expect 1 nak body\n"
                            "0 expect 0.1 request 31\n"
-                           "0 expect 0.1 ack body\n"));
-    QVERIFY(run.parsed);
+                           "0 expect 0.1 ack body\n"
+                           "0.2 frame body 00 00 00 00 00 00 00 00 00 00\n"
+                           "0.2 expect 0.2 ack panel\n"
+                           "0.2 expect 0.2 ack body\n"));
     run.simulator.start();
     run.acknowledgeAll();
-    QTRY_COMPARE(run.finished.count(), 1);
-    QVERIFY(run.clock.elapsed() < 400); // ends once the last expectation is settled
+    QTRY_COMPARE(run.writes.size(), 4);
+    run.acknowledgeAll();
+    run.finishes({"!! expected request 31 within 0.1 s (line 6): not seen\n",
+                  "!! expected ack 12 within 0.1 s (line 7): not seen\n",
+                  "!! expected ack 21 within 0.2 s (line 9): not seen\n",
+                  "\nsummary: 4 frames sent (1 with a bad checksum); 3 ACKs and 1 NAK received\n"
+                  "  expectations: 3 met, 3 failed\n"});
+    QVERIFY(run.clock.elapsed() < 800); // not the second the first two allow
     QCOMPARE(run.finished.first().first().toInt(), 1);
-    QVERIFY2(run.text.contains("!! expected request 31 within 0.1 s (line 5): not seen"),
-             qPrintable(run.text));
-    QVERIFY(run.text.contains("!! expected ack 12 within 0.1 s (line 6): not seen"));
-    QVERIFY(run.text.contains("summary: 2 frames sent (1 with a bad checksum); 1 ACK and 1 NAK "
-                              "received\n"));
-    QVERIFY(run.text.contains("expectations: 2 met, 2 failed"));
-}
-
-// An expectation counts head-unit frames from the adapter's previous write on.
-void tst_Adapter::expectationWindow()
-{
-    Run run(QStringLiteral("0 frame body 00 00 40 00 00 00 00 00 00 00\n"
-                           "0.1 frame panel 15 01\n"
-                           "0.1 expect 0.2 ack body\n"
-                           "0.1 expect 0.2 ack panel\n"));
-    run.simulator.start();
-    run.acknowledgeAll(); // the body frame's ACK, before the panel frame
-    QTRY_COMPARE(run.writes.size(), 2);
-    run.acknowledgeAll();
-    QTRY_COMPARE(run.finished.count(), 1);
-    QVERIFY2(run.text.contains("expected ack 12 within 0.2 s (line 3): not seen"),
-             qPrintable(run.text));
-    QVERIFY(run.text.contains("expectations: 1 met, 1 failed"));
 }
 
 void tst_Adapter::unacknowledgedFrames()
@@ -245,12 +230,11 @@ void tst_Adapter::unacknowledgedFrames()
                            "0 frame radar 26 27 00 ff 64 00 00 00 00 00 00 00\n"
                            "0 frame panel 15 01\n"));
     run.simulator.start();
-    run.fromHost(build(0xFF, QByteArray(1, 0x12)));
-    run.fromHost(build(0xFF, QByteArray(1, 0x12))); // one too many
-    run.fromHost(build(0xFE, QByteArray(1, 0x41))); // a NAK for a good frame
-    QTRY_COMPARE(run.finished.count(), 1);
+    run.fromHost(build(0xFF, hex("12")));
+    run.fromHost(build(0xFF, hex("12"))); // one too many
+    run.fromHost(build(0xFE, hex("41"))); // a NAK for a good frame
+    run.finishes({"(NAK for a frame sent with a good checksum, line 2)"});
     QCOMPARE(run.finished.first().first().toInt(), 0); // no expectations: only a report
-    QVERIFY(run.text.contains("(NAK for a frame sent with a good checksum, line 2)"));
     QVERIFY2(run.text.contains(QRegularExpression(
                  "2 ACKs and 1 NAK received; 1 answer to no frame\n"
                  "  not acknowledged: panel \\(0x21\\) sent at 0\\.0\\d\\d s \\(line 3\\)\n")),
@@ -260,7 +244,7 @@ void tst_Adapter::unacknowledgedFrames()
     Run swallowed(QStringLiteral("0 frame 55\n"
                                  "0.1 frame body 00 00 40 00 00 00 00 00 00 00\n"));
     swallowed.simulator.start();
-    QTRY_COMPARE(swallowed.finished.count(), 1);
+    swallowed.finishes({});
     QVERIFY2(swallowed.text.contains(QRegularExpression(
                  "not acknowledged: 0x55 sent at 0\\.0\\d\\d s \\(line 1\\): the head unit "
                  "dropped it unfinished at 0\\.6\\d\\d s\n"
@@ -269,24 +253,35 @@ void tst_Adapter::unacknowledgedFrames()
              qPrintable(swallowed.text));
 }
 
-void tst_Adapter::chunksAndCutOffFrames()
+// Frames in chunks, and changed by the fault of the next frame; words build on the car as it
+// is, a fault changes the next frame only. What the truncated frame swallows is a frame of
+// its own; raw bytes cut off never count as sent.
+void tst_Adapter::writes()
 {
     Run run(QStringLiteral("0 chunk 3 0.01\n"
-                           "0 frame panel 15 01\n" // 7 bytes: 3 + 3 + 1
+                           "0 frame panel 15 01\n"
                            "0 chunk 0\n"
-                           "0 frame panel 15 00\n"
-                           "0.05 raw 5a a5 0a 12 00\n"
-                           "0.1 raw 00\n"));
+                           "0 next split 4 0.01\n"
+                           "0 door bonnet open\n"
+                           "0.05 next truncate 3\n"
+                           "0.05 battery low\n"
+                           "0.1 next corrupt\n"
+                           "0.1 door boot open\n"
+                           "0.15 door bonnet closed\n"
+                           "0.2 raw 5a a5 0a 12 00\n"
+                           "0.25 raw 00\n"));
     run.simulator.start();
-    QTRY_COMPARE(run.finished.count(), 1);
-    QCOMPARE(run.writes.size(), 6);
-    QCOMPARE(run.writes.at(0), build(0x21, "\x15\x01").left(3));
-    QCOMPARE(run.writes.at(2).size(), 1);
-    QCOMPARE(run.writes.at(3), build(0x21, QByteArray::fromHex("1500"))); // after the pieces
-    QVERIFY2(run.text.contains("(the head unit drops the unfinished frame 5a a5 0a 12 00 00)"),
-             qPrintable(run.text));
-    // The cut-off frame never counts as sent.
-    QVERIFY(run.text.contains("summary: 2 frames sent"));
+    run.finishes({"(the head unit drops the unfinished frame 5a a5 0a 12 00 00)",
+                  "summary: 4 frames sent (1 with a bad checksum)"});
+    const QByteArray panel = build(0x21, hex("1501"));
+    const QByteArray bonnet = build(0x12, hex("00000400000000000000"));
+    QByteArray corrupt = build(0x12, hex("00000c00000040000000"));
+    corrupt[corrupt.size() - 1] = char(quint8(corrupt.back()) + 1);
+    QCOMPARE(run.writes,
+             (QList<QByteArray>{panel.left(3), panel.mid(3, 3), panel.mid(6), bonnet.left(4),
+                                bonnet.mid(4), build(0x12, hex("00000400000040000000")).left(3),
+                                corrupt, build(0x12, hex("00000800000040000000")),
+                                hex("5aa50a1200"), hex("00")}));
 }
 
 void tst_Adapter::waitsForTheHead()
@@ -295,35 +290,11 @@ void tst_Adapter::waitsForTheHead()
     run.simulator.start();
     QTest::qWait(50);
     QVERIFY(run.writes.isEmpty());
-    run.fromHost(build(0x2A, QByteArray::fromHex("05ff")));
+    run.fromHost(build(0x2A, hex("05ff")));
     QCOMPARE(run.writes.size(), 1);
     run.acknowledgeAll();
-    QTRY_COMPARE(run.finished.count(), 1);
+    run.finishes({});
     QCOMPARE(run.simulator.exitCode(), 0); // the car select that started the clock counts
-}
-
-// Words build on the car as it is; a fault changes the next frame only.
-void tst_Adapter::wordsAndFaults()
-{
-    Run run(QStringLiteral("0 next split 4 0.01\n"
-                           "0 door bonnet open\n"
-                           "0.05 next truncate 3\n"
-                           "0.05 battery low\n"
-                           "0.1 next corrupt\n"
-                           "0.1 door boot open\n"
-                           "0.15 door bonnet closed\n"
-                           "0.2 empty body\n"));
-    QVERIFY(run.parsed);
-    run.simulator.start();
-    QTRY_COMPARE(run.finished.count(), 1);
-    const QByteArray bonnet = build(0x12, QByteArray::fromHex("00000400000000000000"));
-    QByteArray corrupt = build(0x12, QByteArray::fromHex("00000c00000040000000"));
-    corrupt[corrupt.size() - 1] = char(quint8(corrupt.back()) + 1);
-    QCOMPARE(run.writes,
-             (QList<QByteArray>{bonnet.left(4), bonnet.mid(4),
-                                build(0x12, QByteArray::fromHex("00000400000040000000")).left(3),
-                                corrupt, build(0x12, QByteArray::fromHex("00000800000040000000")),
-                                QByteArray::fromHex("5aa5001211")}));
 }
 
 // The adapter's side of a capture, in its own time at twice the speed; nothing answered.
@@ -339,14 +310,11 @@ void tst_Adapter::replay()
     Run run{QString()};
     run.simulator.setReplay(capture, 2.0, QStringLiteral("capture"));
     run.simulator.start();
-    QTRY_COMPARE(run.finished.count(), 1);
+    run.finishes({"-> panel key 0x15 press", "the capture held 1 head-unit writes"});
     QVERIFY(run.clock.elapsed() >= 190 && run.clock.elapsed() < 600);
-    QCOMPARE(run.writes.size(), 3);
-    QCOMPARE(run.writes.at(0).toHex(), QByteArray("5aa50221"));
-    QVERIFY2(run.text.contains("-> panel key 0x15 press"), qPrintable(run.text));
-    QVERIFY(run.text.contains("the capture held 1 head-unit writes"));
-    run.fromHost(build(0x3B, QByteArray::fromHex("0201")));
-    QCOMPARE(run.writes.size(), 3); // a replay answers nothing
+    run.fromHost(build(0x3B, hex("0201")));
+    QCOMPARE(run.writes,
+             (QList<QByteArray>{hex("5aa50221"), hex("150138"), hex("5aa5023b02013f")}));
 }
 
 QTEST_GUILESS_MAIN(tst_Adapter)

@@ -46,6 +46,7 @@ void tst_Formats::frames_data()
     row("0 corrupt panel 15 01", "5aa50221150139"); // the checksum off by one
     row("0 corrupt 0x01", "5aa5000101");            // and wrapping
     row("0 raw 5a a5 0a 12", "5aa50a12");
+    row("0 empty body", "5aa5001211"); // no data, whatever the command takes
 }
 
 void tst_Formats::frames()
