@@ -1,8 +1,10 @@
 // The bench's formats: scenario lines (fuzz_scenario throws garbage at them), what each line
 // becomes on the wire; captures as the host stand-in's port records them; captures as pcapng.
-// A bad line of either text format gets a clear error with its line number.
+// A bad line of either text format gets a clear error with its line number. Numbers as users
+// type them, everywhere.
 #include "capture.h"
 #include "links.h"
+#include "number.h"
 #include "pcapng.h"
 #include "protocol.h"
 #include "scenario.h"
@@ -29,7 +31,9 @@ private slots:
     void patterns();
     void capture();
     void portRecordsBothDirections();
-    void pcapng();
+    void number_data();
+    void number();
+    void numberFromTheEnvironment();
 };
 
 void tst_Formats::frames_data()
@@ -183,73 +187,25 @@ void tst_Formats::patterns()
     QCOMPARE(scenario.steps.first().pattern.matches(cmd, data), matches);
 }
 
-// Comments, blank lines, bytes in any grouping, equal times; written back in one form.
+// Comments, blank lines, bytes in any grouping, equal times; written back in one form. As
+// pcapng: one packet per frame or run of other bytes, each direction cut by the head unit's
+// rules.
 void tst_Formats::capture()
-{
-    QList<CaptureRecord> records;
-    tools::ParseError error;
-    QVERIFY(tools::parseCapture("# a capture\n0.5 tx 5a a5 02 2a 00 ff 2a\n\n0.5 rx 5aa5 0a12\n",
-                                &records, &error));
-    QCOMPARE(records.size(), 2);
-    QCOMPARE(records.at(1).line, 4);
-    QCOMPARE(tools::formatCaptureRecord(records.at(0)), "0.500000 tx 5a a5 02 2a 00 ff 2a");
-    QCOMPARE(tools::formatCaptureRecord(records.at(1)), "0.500000 rx 5a a5 0a 12");
-    QCOMPARE(tools::formatCaptureRecord({0, 12.3456789, true, QByteArray(1, '\0')}),
-             "12.345679 rx 00");
-}
-
-// A port on a pseudo-terminal, recording as the environment asks: what it writes and what
-// arrives are recorded in order, with growing times, in the form the simulator replays.
-void tst_Formats::portRecordsBothDirections()
-{
-    QTemporaryDir dir;
-    QString error;
-    QVERIFY(!canservice::SerialPort::startRecording("/nonexistent/dir/capture", &error));
-    QVERIFY(!error.isEmpty());
-    auto adapter = tools::PtyLink::create(dir.filePath("tty"), &error);
-    QVERIFY2(adapter, qPrintable(error));
-    const QString capture = dir.filePath("capture");
-    qputenv("CANSERVICE_SERIAL_RECORD", QFile::encodeName(capture));
-    canservice::SerialPort port;
-    QVERIFY(port.open(dir.filePath("tty"), 38400));
-    qunsetenv("CANSERVICE_SERIAL_RECORD");
-    QSignalSpy fromHost(adapter.get(), &tools::AdapterLink::received);
-    QSignalSpy fromAdapter(&port, &canservice::SerialPort::read);
-    const QByteArray carSelect = QByteArray::fromHex("5aa5022a05ff2f");
-    port.writeData(carSelect, true);
-    QTRY_VERIFY(!fromHost.isEmpty());
-    QTest::qWait(20); // the two lines must be apart in time
-    const QByteArray doors = protocol::build(0x12, QByteArray::fromHex("00004000000000000000"));
-    adapter->write(doors);
-    QTRY_VERIFY(!fromAdapter.isEmpty());
-    port.close();
-    port.writeData(QByteArray::fromHex("00"), true); // not open: nothing reached a device
-    canservice::SerialPort::stopRecording();
-    port.writeData(carSelect, true);
-
-    QFile file(capture);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QByteArray text = file.readAll();
-    QVERIFY(text.startsWith("#"));
-    QList<CaptureRecord> records;
-    tools::ParseError parseError;
-    QVERIFY2(tools::parseCapture(text, &records, &parseError) && records.size() == 2, text);
-    QCOMPARE(records.at(0).bytes + records.at(1).bytes, carSelect + doors);
-    QVERIFY(!records.at(0).received && records.at(1).received);
-    QVERIFY(records.at(1).time - records.at(0).time >= 0.015);
-}
-
-// One packet per frame or run of other bytes, each direction cut by the head unit's rules.
-void tst_Formats::pcapng()
 {
     QList<CaptureRecord> records;
     tools::ParseError error;
     const QString body = protocol::build(0x12, QByteArray(10, 0)).toHex();
     const QString radar = protocol::build(0x41, QByteArray(12, 0x28)).toHex();
-    QVERIFY(tools::parseCapture(QString("0.0 tx 5aa5022a05ff2f\n0.1 rx 0011 %1 %2\n0.2 rx %3\n"
-                                        "0.3 rx 5aa50a12\n")
+    QVERIFY(tools::parseCapture(QString("# a capture\n0.0 tx 5a a5 02 2a 05 ff 2f\n\n"
+                                        "0.1 rx 0011 %1 %2\n0.1 rx %3\n0.3 rx 5aa5 0a12\n")
                                     .arg(body, radar.left(6), radar.mid(6)),
                                 &records, &error));
+    QCOMPARE(records.size(), 4);
+    QCOMPARE(records.at(3).line, 6);
+    QCOMPARE(tools::formatCaptureRecord(records.at(3)), "0.300000 rx 5a a5 0a 12");
+    QCOMPARE(tools::formatCaptureRecord({0, 12.3456789, true, QByteArray(1, '\0')}),
+             "12.345679 rx 00");
+
     QTemporaryDir dir;
     QString message;
     QVERIFY(tools::writePcapng(records, 1000000, dir.filePath("p.pcapng"), &message));
@@ -259,8 +215,82 @@ void tst_Formats::pcapng()
             QString::asprintf("%x %u %lld ", b.type, b.flags, b.usecs) + b.bytes.toHex() + '\n';
     QCOMPARE(blocks,
              QString("a0d0d0a 0 0 \n1 147 0 \n6 2 1000000 5aa5022a05ff2f\n6 1 1100000 0011\n"
-                     "6 1 1100000 %1\n6 1 1200000 %2\n6 1 1300000 5aa50a12\n")
+                     "6 1 1100000 %1\n6 1 1100000 %2\n6 1 1300000 5aa50a12\n")
                  .arg(body, radar));
+}
+
+// A port on a pseudo-terminal, recording as the environment asks: what it writes and what
+// arrives, in the form the simulator replays; nothing once it is closed.
+void tst_Formats::portRecordsBothDirections()
+{
+    QTemporaryDir dir;
+    QString error;
+    QVERIFY(!canservice::SerialPort::startRecording("/nonexistent/dir/capture", &error) &&
+            !error.isEmpty());
+    auto adapter = tools::PtyLink::create(dir.filePath("tty"), &error);
+    QVERIFY2(adapter, qPrintable(error));
+    qputenv("CANSERVICE_SERIAL_RECORD", QFile::encodeName(dir.filePath("capture")));
+    canservice::SerialPort port;
+    QVERIFY(port.open(dir.filePath("tty"), 38400));
+    qunsetenv("CANSERVICE_SERIAL_RECORD");
+    QSignalSpy fromHost(adapter.get(), &tools::AdapterLink::received);
+    QSignalSpy fromAdapter(&port, &canservice::SerialPort::read);
+    port.writeData(QByteArray::fromHex("5aa5022a05ff2f"), true);
+    QTRY_VERIFY(!fromHost.isEmpty());
+    adapter->write(QByteArray::fromHex("5aa50a12"));
+    QTRY_VERIFY(!fromAdapter.isEmpty());
+    port.close();
+    port.writeData(QByteArray::fromHex("00"), true); // not open: nothing reached a device
+    canservice::SerialPort::stopRecording();
+    QFile file(dir.filePath("capture"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QString text = file.readAll();
+    QVERIFY2(QRegularExpression("^#.*\n[0-9.]+ tx 5a a5 02 2a 05 ff 2f\n[0-9.]+ rx 5a a5 0a 12\n$")
+                 .match(text)
+                 .hasMatch(),
+             qPrintable(text));
+}
+
+// Numbers as users type them: decimal or 0x-hex, leading zeros decimal, anything else refused.
+void tst_Formats::number_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<int>("value");
+    QTest::newRow("decimal") << "52" << true << 52;
+    QTest::newRow("leading zero, not octal") << "060" << true << 60;
+    QTest::newRow("hex") << "0x3c" << true << 60;
+    QTest::newRow("hex upper") << "0X5E" << true << 94;
+    QTest::newRow("negative") << "-1" << true << -1;
+    QTest::newRow("int max") << "2147483647" << true << 2147483647;
+    QTest::newRow("bare 0x") << "0x" << false << 0;
+    QTest::newRow("letter in decimal") << "09x" << false << 0;
+    QTest::newRow("plus") << "+5" << false << 0;
+    QTest::newRow("negative hex") << "-0x5" << false << 0;
+    QTest::newRow("overflow") << "2147483648" << false << 0;
+    QTest::newRow("other script digits") << QString::fromUtf8("\u0663") << false << 0;
+}
+
+void tst_Formats::number()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, ok);
+    QFETCH(int, value);
+    int parsed = 0;
+    QCOMPARE(qvx::parseNumber(text, &parsed), ok);
+    QCOMPARE(parsed, value);
+}
+
+// The host stand-in reads the car model from its environment with the same rules.
+void tst_Formats::numberFromTheEnvironment()
+{
+    qputenv("CANSERVICE_CAR_MODEL_ID", "094");
+    qputenv("CANSERVICE_CAR_MODEL_INDEX", "12a");
+    QTest::ignoreMessage(
+        QtWarningMsg,
+        "CANSERVICE_CAR_MODEL_INDEX: '12a' is not a number (decimal or 0x-hex); using 0");
+    QCOMPARE(CanBusManager::instance()->getCarModelId(), 94);
+    QCOMPARE(CanBusManager::instance()->getQvxCarModelIndex(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_Formats)
