@@ -78,22 +78,20 @@ void tst_Words::roundTrip()
     QFETCH(QString, expect);
     tools::Car car;
     qvxtest::Drive d;
+    QList<tools::Token> tokens;
+    QString error;
+    int cmd = 0;
+    double release = 0;
+    const auto apply = [&](tools::Car &c, const QString &line) {
+        return tools::tokenize(line, &tokens, &error) && c.apply(tokens, &cmd, &release, &error);
+    };
     for (const QString &line : words.split(';')) {
-        QList<tools::Token> tokens;
-        QString error;
-        int cmd = 0;
-        double release = 0;
-        QVERIFY2(tools::tokenize(line, &tokens, &error) &&
-                     car.apply(tokens, &cmd, &release, &error),
-                 qPrintable(error));
+        QVERIFY2(apply(car, line), qPrintable(error));
         d.feed(protocol::build(quint8(cmd), car.data(cmd)));
         // The frame said back in words builds the same frame on a new car.
         tools::Car again;
-        for (const QString &said : tools::Car::say(cmd, car.data(cmd))) {
-            QVERIFY2(tools::tokenize(said, &tokens, &error) &&
-                         again.apply(tokens, &cmd, &release, &error),
-                     qPrintable(said + ": " + error));
-        }
+        for (const QString &said : tools::Car::say(cmd, car.data(cmd)))
+            QVERIFY2(apply(again, said), qPrintable(said + ": " + error));
         QCOMPARE(again.data(cmd).toHex(' '), car.data(cmd).toHex(' '));
     }
     QCOMPARE(d.run(expect), qvxtest::Drive::expected(expect));
