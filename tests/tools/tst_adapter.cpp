@@ -70,7 +70,15 @@ struct Run : tools::AdapterLink
     int answered = 0;
 };
 
+// A climate command on a panel of the fan scale: the byte it moves, before and after.
+struct ClimateStep
+{
+    int fanScale, command, value, byte, before, after;
+};
+
 } // namespace
+
+Q_DECLARE_METATYPE(ClimateStep)
 
 class tst_Adapter : public QObject
 {
@@ -124,57 +132,44 @@ void tst_Adapter::describe()
 // The panel's answer to each climate command: one byte moves, within its bounds.
 void tst_Adapter::climate_data()
 {
-    QTest::addColumn<int>("fanScale");
-    QTest::addColumn<int>("command");
-    QTest::addColumn<int>("value");
-    QTest::addColumn<int>("byte");
-    QTest::addColumn<int>("before");
-    QTest::addColumn<int>("after");
-    const auto row = [](const char *name, int fanScale, int command, int value, int byte,
-                        int before, int after) {
-        QTest::newRow(name) << fanScale << command << value << byte << before << after;
-    };
-    row("power off", 18, 1, 1, 0, 0x00, 0x40);
-    row("auto", 18, 4, 1, 0, 0x00, 0x10);
-    row("dual on from field 2", 18, 15, 1, 0, 0x08, 0x04);
-    row("dual off", 18, 15, 0, 0, 0x05, 0x01);
-    row("rear climate toggles", 18, 23, 0xFF, 0, 0x20, 0x00);
-    row("front defrost", 18, 5, 1, 2, 0x03, 0x13);
-    row("rear defrost off", 18, 6, 0, 2, 0x30, 0x10);
-    row("inside air", 18, 7, 1, 1, 0x00, 0x10);
-    row("left warmer", 18, 12, 1, 6, 44, 45);
-    row("right cooler", 18, 13, 2, 7, 44, 43);
-    row("left at the top", 18, 12, 1, 6, 0xFD, 0xFD);
-    row("rear cooler at the bottom", 18, 22, 2, 10, 0, 0);
-    row("rear fan up", 18, 21, 1, 9, 3, 4);
-    row("rear fan at the top", 18, 21, 1, 9, 7, 7);
+    QTest::addColumn<ClimateStep>("step");
+    const auto row = [](const char *name, ClimateStep step) { QTest::newRow(name) << step; };
+    row("power off", {18, 1, 1, 0, 0x00, 0x40});
+    row("auto", {18, 4, 1, 0, 0x00, 0x10});
+    row("dual on from field 2", {18, 15, 1, 0, 0x08, 0x04});
+    row("dual off", {18, 15, 0, 0, 0x05, 0x01});
+    row("rear climate toggles", {18, 23, 0xFF, 0, 0x20, 0x00});
+    row("front defrost", {18, 5, 1, 2, 0x03, 0x13});
+    row("rear defrost off", {18, 6, 0, 2, 0x30, 0x10});
+    row("inside air", {18, 7, 1, 1, 0x00, 0x10});
+    row("left warmer", {18, 12, 1, 6, 44, 45});
+    row("right cooler", {18, 13, 2, 7, 44, 43});
+    row("left at the top", {18, 12, 1, 6, 0xFD, 0xFD});
+    row("rear cooler at the bottom", {18, 22, 2, 10, 0, 0});
+    row("rear fan up", {18, 21, 1, 9, 3, 4});
+    row("rear fan at the top", {18, 21, 1, 9, 7, 7});
     // The mode key's commands, each to its air-flow code: the head unit picks the next by it.
-    row("mode code 3", 18, 8, 0xFF, 4, 6, 3);
-    row("mode code 5", 18, 9, 0xFF, 4, 3, 5);
-    row("mode code 11", 18, 34, 0xFF, 4, 5, 11);
-    row("mode code 12", 18, 33, 0xFF, 4, 11, 12);
-    row("mode code 6", 18, 10, 0xFF, 4, 12, 6);
-    row("wide fan up", 18, 11, 1, 5, 6, 9);
-    row("wide fan at the top", 18, 11, 1, 5, 18, 18);
-    row("wide fan down from between levels", 18, 11, 2, 5, 10, 6);
-    row("direct fan up", 7, 11, 1, 5, 0, 1);
-    row("direct fan at the bottom", 7, 11, 2, 5, 0, 0);
+    row("mode code 3", {18, 8, 0xFF, 4, 6, 3});
+    row("mode code 5", {18, 9, 0xFF, 4, 3, 5});
+    row("mode code 11", {18, 34, 0xFF, 4, 5, 11});
+    row("mode code 12", {18, 33, 0xFF, 4, 11, 12});
+    row("mode code 6", {18, 10, 0xFF, 4, 12, 6});
+    row("wide fan up", {18, 11, 1, 5, 6, 9});
+    row("wide fan at the top", {18, 11, 1, 5, 18, 18});
+    row("wide fan down from between levels", {18, 11, 2, 5, 10, 6});
+    row("direct fan up", {7, 11, 1, 5, 0, 1});
+    row("direct fan at the bottom", {7, 11, 2, 5, 0, 0});
 }
 
 void tst_Adapter::climate()
 {
-    QFETCH(int, fanScale);
-    QFETCH(int, command);
-    QFETCH(int, value);
-    QFETCH(int, byte);
-    QFETCH(int, before);
-    QFETCH(int, after);
-    tools::ClimateModel model(fanScale);
+    QFETCH(ClimateStep, step);
+    tools::ClimateModel model(step.fanScale);
     QByteArray state = model.state();
-    state[byte] = char(before);
+    state[step.byte] = char(step.before);
     model.setState(state);
-    QVERIFY(model.apply(command, value));
-    state[byte] = char(after);
+    QVERIFY(model.apply(step.command, step.value));
+    state[step.byte] = char(step.after);
     QCOMPARE(model.state().toHex(), state.toHex()); // no other byte moves
 }
 
