@@ -56,15 +56,11 @@ void tst_CanMonitor::initTestCase()
     qunsetenv("CANSERVICE_TRANSLATIONS");
     open(QString(), 150);
     QVERIFY(QTest::qWaitForWindowExposed(mWindow.get()));
-    QVERIFY(!mCore->linkUp());
-    mCore->command(QStringLiteral("version \"V1.23\""));
-    QTRY_VERIFY_WITH_TIMEOUT(mCore->linkUp(), 2000);
-    QTRY_COMPARE(view()->shown("version"), QStringLiteral("V1.23"));
-    QCOMPARE(view()->shown("link"), QStringLiteral("up"));
+    QCOMPARE(view()->shown("link"), QStringLiteral("down"));
 }
 
 // Rows run in order on one car: later ones build on the earlier. Words go in through the
-// drive panel, or a click on a part of the picture.
+// drive panel, or a click on a part of the picture; the link comes up with the first frame.
 void tst_CanMonitor::drive_data()
 {
     QTest::addColumn<QString>("words");
@@ -73,6 +69,8 @@ void tst_CanMonitor::drive_data()
     const auto row = [](const char *name, const char *words, const char *part, const char *shown) {
         QTest::newRow(name) << QString(words) << QString(part) << QString(shown);
     };
+    row("version", "version \"V1.23\"", "version", "V1.23");
+    row("link", "", "link", "up");
     row("door", "door front-left open", "door.front-left", "open");
     row("boot", "door boot open", "door.boot", "open");
     row("click a door", "click door.rear-left", "door.rear-left", "open");
@@ -97,7 +95,7 @@ void tst_CanMonitor::drive()
     QFETCH(QString, shown);
     if (words.startsWith("click "))
         QTest::mouseClick(view(), Qt::LeftButton, {}, view()->partRect(words.mid(6)).center());
-    else
+    else if (!words.isEmpty())
         mWindow->drivePanel()->enter(words);
     QTRY_COMPARE(view()->shown(part), shown);
     // Told and decoded agree once the frame is through.
@@ -130,8 +128,8 @@ void tst_CanMonitor::screenshot()
     mCore->setLinkCut(true);
     mCore->command(QStringLiteral("door front-right open"));
     QTRY_COMPARE(view()->marked(), QStringList{"door.front-right"});
-    QCOMPARE(mCore->differences().value(0).told, QStringLiteral("open"));
-    QCOMPARE(mCore->differences().value(0).decoded, QStringLiteral("closed"));
+    QCOMPARE(mCore->differences().value(0).told + " / " + mCore->differences().value(0).decoded,
+             QStringLiteral("open / closed"));
     QVERIFY(mWindow->grab().save(QStringLiteral(QVX_BINARY_DIR "/canmonitor.png")));
 
     const QImage picture = view()->grab().toImage();
@@ -146,9 +144,6 @@ void tst_CanMonitor::screenshot()
     }
     QVERIFY(outside > 0);
     QCOMPARE(over, 0);
-    mCore->setLinkCut(false);
-    mCore->command(QStringLiteral("door front-right closed"));
-    QTRY_COMPARE(view()->marked(), QStringList());
 }
 
 // The plugin swaps the front doors for a driver on the right; the picture's click and the
