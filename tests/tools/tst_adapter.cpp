@@ -53,10 +53,11 @@ struct Run : tools::AdapterLink
             fromHost(build(good ? protocol::cmd::Ack : protocol::cmd::Nak, w.mid(3, 1)));
         }
     }
-    // Run to its end; then each piece of text is in what it printed.
-    void finishes(std::initializer_list<const char *> said)
+    // Run to its end, with the exit code; then each piece of text is in what it printed.
+    void finishes(int exitCode, std::initializer_list<const char *> said)
     {
         QTRY_COMPARE(finished.count(), 1);
+        QCOMPARE(finished.first().first().toInt(), exitCode);
         for (const char *piece : said)
             QVERIFY2(text.contains(QLatin1String(piece)), qPrintable(text));
     }
@@ -98,34 +99,33 @@ private slots:
 void tst_Adapter::describe_data()
 {
     QTest::addColumn<bool>("fromHost");
-    QTest::addColumn<int>("cmd");
-    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QByteArray>("frame"); // the command, then the data
     QTest::addColumn<QString>("text");
     // Those the bench runs show (car select, request, AC, source, version) are left to them.
-    const auto row = [](bool fromHost, int cmd, const QByteArray &data, const char *text) {
-        QTest::newRow(text) << fromHost << cmd << data << QString(text);
+    const auto row = [](bool fromHost, const char *frame, const char *text) {
+        QTest::newRow(text) << fromHost << hex(frame) << QString(text);
     };
-    row(true, 0xFF, hex("3131"), "ACK climate (0x31) [2 data bytes, expected 1: 31 31]");
-    row(true, 0xFE, hex("55"), "NAK 0x55");
-    row(true, 0x90, hex("0102"), "request 0x01 0x02");
-    row(true, 0x3B, hex("22ff"), "climate command 34 value 0xff");
-    row(true, 0x60, hex("05051a"), "start 05 05 1a");
-    row(true, 0x77, hex("01"), "command 0x77: 01");
-    row(false, 0x11, hex("00000301000000000000"), "wheel key 0x03 press");
-    row(false, 0x21, hex("1500"), "panel key 0x15 release");
-    row(false, 0x21, hex("1502"), "panel key 0x15 action 2");
-    row(false, 0x21, hex("15"), "panel 15");
-    row(false, 0x55, hex("0102"), "0x55 01 02");
+    row(true, "ff3131", "ACK climate (0x31) [2 data bytes, expected 1: 31 31]");
+    row(true, "fe55", "NAK 0x55");
+    row(true, "900102", "request 0x01 0x02");
+    row(true, "3b22ff", "climate command 34 value 0xff");
+    row(true, "6005051a", "start 05 05 1a");
+    row(true, "7701", "command 0x77: 01");
+    row(false, "1100000301000000000000", "wheel key 0x03 press");
+    row(false, "211500", "panel key 0x15 release");
+    row(false, "211502", "panel key 0x15 action 2");
+    row(false, "2115", "panel 15");
+    row(false, "550102", "0x55 01 02");
 }
 
 void tst_Adapter::describe()
 {
     QFETCH(bool, fromHost);
-    QFETCH(int, cmd);
-    QFETCH(QByteArray, data);
+    QFETCH(QByteArray, frame);
     QFETCH(QString, text);
-    QCOMPARE(fromHost ? tools::describeHostFrame(cmd, data)
-                      : tools::describeAdapterFrame(cmd, data),
+    const int cmd = quint8(frame.at(0));
+    QCOMPARE(fromHost ? tools::describeHostFrame(cmd, frame.mid(1))
+                      : tools::describeAdapterFrame(cmd, frame.mid(1)),
              text);
 }
 
@@ -191,10 +191,10 @@ void tst_Adapter::answersTheHeadUnit()
     const QByteArray on = build(0x31, hex("0100000006042c2c00002c00"));
     QCOMPARE(run.writes, (QList<QByteArray>{build(0x31, hex("0000000006042c2c00002c00")), on, on}));
     run.acknowledgeAll();
-    run.finishes({"(no such climate command here: nothing changes)",
+    run.finishes(0,
+                 {"(no such climate command here: nothing changes)",
                   "summary: 3 frames sent (0 with a bad checksum); 3 ACKs and 0 NAKs received; 5 "
                   "other head-unit frames\n  expectations: 1 met, 0 failed\n"});
-    QCOMPARE(run.finished.first().first().toInt(), 0);
 }
 
 // One head-unit frame meets one expectation, however many would take it; an expectation
@@ -215,13 +215,12 @@ void tst_Adapter::expectations()
     run.acknowledgeAll();
     QTRY_COMPARE(run.writes.size(), 4);
     run.acknowledgeAll();
-    run.finishes({"!! expected request 31 within 0.1 s (line 6): not seen\n",
-                  "!! expected ack 12 within 0.1 s (line 7): not seen\n",
-                  "!! expected ack 21 within 0.2 s (line 9): not seen\n",
-                  "\nsummary: 4 frames sent (1 with a bad checksum); 3 ACKs and 1 NAK received\n"
-                  "  expectations: 3 met, 3 failed\n"});
+    run.finishes(1, {"!! expected request 31 within 0.1 s (line 6): not seen\n",
+                     "!! expected ack 12 within 0.1 s (line 7): not seen\n",
+                     "!! expected ack 21 within 0.2 s (line 9): not seen\n",
+                     "\nsummary: 4 frames sent (1 with a bad checksum); 3 ACKs and 1 NAK received\n"
+                     "  expectations: 3 met, 3 failed\n"});
     QVERIFY(run.clock.elapsed() < 800); // not the second the first two allow
-    QCOMPARE(run.finished.first().first().toInt(), 1);
 }
 
 void tst_Adapter::unacknowledgedFrames()
@@ -233,8 +232,7 @@ void tst_Adapter::unacknowledgedFrames()
     run.fromHost(build(0xFF, hex("12")));
     run.fromHost(build(0xFF, hex("12"))); // one too many
     run.fromHost(build(0xFE, hex("41"))); // a NAK for a good frame
-    run.finishes({"(NAK for a frame sent with a good checksum, line 2)"});
-    QCOMPARE(run.finished.first().first().toInt(), 0); // no expectations: only a report
+    run.finishes(0, {"(NAK for a frame sent with a good checksum, line 2)"});
     QVERIFY2(run.text.contains(QRegularExpression(
                  "2 ACKs and 1 NAK received; 1 answer to no frame\n"
                  "  not acknowledged: panel \\(0x21\\) sent at 0\\.0\\d\\d s \\(line 3\\)\n")),
@@ -259,7 +257,8 @@ void tst_Adapter::writes()
                            "0.2 frame 55\n"
                            "0.25 frame panel 15 00\n"));
     run.simulator.start();
-    run.finishes({"(the head unit drops the unfinished frame 5a a5 00 55 54 5a a5 02 21 15 00 37)",
+    run.finishes(0,
+                 {"(the head unit drops the unfinished frame 5a a5 00 55 54 5a a5 02 21 15 00 37)",
                   "summary: 6 frames sent (1 with a bad checksum)"});
     QVERIFY2(run.text.contains(QRegularExpression(
                  "not acknowledged: 0x55 sent at [\\d.]+ s \\(line 11\\): the head unit dropped it "
@@ -290,7 +289,7 @@ void tst_Adapter::replay()
     Run run{QString()};
     run.simulator.setReplay(capture, 2.0, QStringLiteral("capture"));
     run.simulator.start();
-    run.finishes({"-> panel key 0x15 press", "the capture held 1 head-unit writes"});
+    run.finishes(0, {"-> panel key 0x15 press", "the capture held 1 head-unit writes"});
     QVERIFY(run.clock.elapsed() >= 190 && run.clock.elapsed() < 600);
     run.fromHost(build(0x3B, hex("0201")));
     QCOMPARE(run.writes,

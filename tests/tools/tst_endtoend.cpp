@@ -131,7 +131,6 @@ void tst_EndToEnd::defaultDrive()
     QCOMPARE(tap.exitCode(), 0);
     // The tap's copy of the plugin ends where the head unit's does; every byte went on.
     QCOMPARE(lines(tap.out(), true), lines(host.out(), true));
-    QVERIFY(lines(tap.out(), true).size() >= 13);
     QVERIFY2(!tap.out().contains("UNANSWERED"), qPrintable(tap.out()));
     QVERIFY(
         tap.out().contains(QRegularExpression("headunit  nak        NAK body \\(0x12\\)   \\+")));
@@ -156,7 +155,6 @@ void tst_EndToEnd::defaultDrive()
         head[r.received ? 0 : 1] += r.bytes;
     for (const Block &b : pcapngBlocks(path("tap.pcapng")))
         tapped[b.flags == 1 ? 0 : 1] += b.bytes; // only packets hold bytes
-    QVERIFY(head[0].size() > 500 && head[1].size() > 200);
     QCOMPARE(tapped, head);
 
     // Nobody types the key again; the first ACK of a climate frame made a NAK.
