@@ -28,18 +28,19 @@ QStringList lines(const QString &out, bool state)
     return lines;
 }
 
-// The tap's lines about frames, by direction, without answer latencies.
-QVector<QStringList> frameLines(const QString &out)
+// The tap's lines about frames, the adapter's and then the head unit's, without what an
+// answer's timing adds (its latency, or that it came too late for its frame).
+QString frameLines(const QString &out)
 {
-    QVector<QStringList> both(2);
+    QString both[2];
+    const QRegularExpression timing("   (\\S+ ms|\\(answers no frame seen\\))$");
     for (const QString &line : out.split('\n')) {
         const QString who = line.mid(9, 9).trimmed();
         if ((who == "adapter" || who == "headunit") && !line.mid(19, 10).trimmed().isEmpty() &&
             !line.contains("UNANSWERED"))
-            both[who == "adapter" ? 0 : 1]
-                << line.mid(19).remove(QRegularExpression("   \\S+ ms$"));
+            both[who == "adapter" ? 0 : 1] += line.mid(19).remove(timing) + '\n';
     }
-    return both;
+    return both[0] + both[1];
 }
 
 } // namespace
