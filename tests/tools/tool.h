@@ -56,35 +56,30 @@ private:
     QString mOut, mErr;
 };
 
-// A pcapng file's blocks in order: an interface's link type or a packet's direction flags (in
-// flags), a packet's time and bytes; a block whose two lengths disagree ends them as type 0.
-struct Block
-{
-    quint32 type = 0, flags = 0;
-    qint64 usecs = 0;
-    QByteArray bytes;
-};
-inline QList<Block> pcapngBlocks(const QString &path)
+// A pcapng file's blocks in order, as "<type> <flags> <time> <bytes>": an interface's link
+// type or a packet's direction flags, a packet's time in microseconds and bytes in hex. A block
+// whose two lengths disagree ends them as "bad".
+inline QStringList pcapngBlocks(const QString &path)
 {
     QFile file(path);
     file.open(QIODevice::ReadOnly);
     const QByteArray f = file.readAll();
     const auto u32 = [&f](int at) { return qFromLittleEndian<quint32>(f.constData() + at); };
-    QList<Block> blocks;
+    QStringList blocks;
     for (int at = 0, size = 0; at + 12 <= f.size(); at += size) {
         size = int(u32(at + 4));
         if (size < 12 || size % 4 || at + size > f.size() || int(u32(at + size - 4)) != size)
-            return blocks << Block{};
-        Block b;
-        b.type = u32(at);
-        if (b.type == 1)
-            b.flags = u32(at + 8) & 0xFFFF;
-        if (b.type == 6) {
-            b.bytes = f.mid(at + 28, int(u32(at + 20)));
-            b.flags = u32(at + 28 + ((b.bytes.size() + 3) & ~3) + 4);
-            b.usecs = qint64(quint64(u32(at + 12)) << 32 | u32(at + 16));
+            return blocks << "bad";
+        const quint32 type = u32(at);
+        const int length = type == 6 ? int(u32(at + 20)) : 0;
+        quint32 flags = type == 1 ? u32(at + 8) & 0xFFFF : 0;
+        quint64 usecs = 0;
+        if (type == 6) {
+            flags = u32(at + 28 + ((length + 3) & ~3) + 4);
+            usecs = quint64(u32(at + 12)) << 32 | u32(at + 16);
         }
-        blocks << b;
+        blocks << QString::asprintf("%x %u %llu ", type, flags, usecs) +
+                      f.mid(at + 28, length).toHex();
     }
     return blocks;
 }

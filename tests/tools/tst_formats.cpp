@@ -206,13 +206,10 @@ void tst_Formats::capture()
     QTemporaryDir dir;
     QString message;
     QVERIFY(tools::writePcapng(records, 1000000, dir.filePath("p.pcapng"), &message));
-    QString blocks; // type, link type or direction (1 from the adapter, 2 to it), time, bytes
-    for (const Block &b : pcapngBlocks(dir.filePath("p.pcapng")))
-        blocks +=
-            QString::asprintf("%x %u %lld ", b.type, b.flags, b.usecs) + b.bytes.toHex() + '\n';
-    QCOMPARE(blocks,
+    // Direction flags: 1 from the adapter, 2 to it.
+    QCOMPARE(pcapngBlocks(dir.filePath("p.pcapng")).join('\n'),
              QString("a0d0d0a 0 0 \n1 147 0 \n6 2 1000000 5aa5022a05ff2f\n6 1 1100000 0011\n"
-                     "6 1 1100000 %1\n6 1 1100000 %2\n6 1 1300000 5aa50a12\n")
+                     "6 1 1100000 %1\n6 1 1100000 %2\n6 1 1300000 5aa50a12")
                  .arg(body, radar));
 }
 
