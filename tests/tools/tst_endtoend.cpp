@@ -67,21 +67,20 @@ void tst_EndToEnd::refused_data()
     QTest::addColumn<QStringList>("args");
     QTest::addColumn<QString>("message");
     QTest::addColumn<QByteArray>("input");
-    const auto row = [](const char *name, const QStringList &args, const char *message,
-                        const QByteArray &input = QByteArray()) {
-        QTest::newRow(name) << args << QString(message) << input;
+    const auto row = [](const QStringList &args, const char *message,
+                        const QByteArray &input = {}) {
+        QTest::newRow(message) << args << QString(message) << input;
     };
-    row("missing plugin", {"--plugin", "/nonexistent/libqvx.so"},
-        "no plugin at /nonexistent/libqvx.so");
-    row("not a library", {"--plugin", QVX_SOURCE_DIR "/scenarios/default"}, "cannot load");
-    row("another interface", {"--plugin", QVX_NOTASERVICE_PATH}, "is not a CanServiceBase");
-    row("log", {"--log", "loud"}, "--log is all, errors or off, not 'loud'");
-    row("model id", {"--model-id", "12x"}, "--model-id: '12x' is not a number");
-    row("driver", {"--driver", "middle"}, "--driver is left or right, not 'middle'");
-    row("port closed", {"--port", "/nonexistent/tty"}, "(not sent: port closed)", "key ac\n");
-    row("port closed, in JSON", {"--port", "/nonexistent/tty", "--json"},
+    row({"--plugin", "/nonexistent/libqvx.so"}, "no plugin at /nonexistent/libqvx.so");
+    row({"--plugin", QVX_SOURCE_DIR "/scenarios/default"}, "cannot load");
+    row({"--plugin", QVX_NOTASERVICE_PATH}, "is not a CanServiceBase");
+    row({"--log", "loud"}, "--log is all, errors or off, not 'loud'");
+    row({"--model-id", "12x"}, "--model-id: '12x' is not a number");
+    row({"--driver", "middle"}, "--driver is left or right, not 'middle'");
+    row({"--port", "/nonexistent/tty"}, "(not sent: port closed)", "key ac\n");
+    row({"--port", "/nonexistent/tty", "--json"},
         R"("event":"command","key":2,"result":0,"sent":false)", "key ac\n");
-    row("bad input line", {"--port", "/nonexistent/tty"},
+    row({"--port", "/nonexistent/tty"},
         "input line 2: 'warmer' is not a key code or name (decimal or 0x-hex)\n"
         "canhost: input line 3: usage: quit",
         "state\nkey warmer\nquit 1\n");
