@@ -106,9 +106,7 @@ void tst_CanTap::faultsAndReopening()
     QVERIFY2(sim.out().contains("2 ACKs and 1 NAK received"), qPrintable(sim.out()));
     QTRY_VERIFY_WITH_TIMEOUT(tap.out().contains("went away"), Slow);
     QVERIFY(tap.err().contains("cantap: input line 1: usage: corrupt next adapter|headunit"));
-    QVERIFY2(tap.out().contains("fault     corrupt next adapter hit adapter body: checksum"),
-             qPrintable(tap.out()));
-    QVERIFY(tap.out().contains("adapter   BAD        body with checksum"));
+    QVERIFY2(tap.out().contains("adapter   BAD        body with checksum"), qPrintable(tap.out()));
 
     // The adapter comes back at the same path: the tap opens it again, the head unit hears it.
     Tool again(QVX_ADAPTERSIM_PATH);
