@@ -38,7 +38,7 @@ void tst_CanHost::initTestCase()
 }
 
 // A line as parsed (the fields that differ from an empty command), or its error; numbers are
-// read as tst_number reads them.
+// read as tst_formats reads them.
 void tst_CanHost::commands_data()
 {
     QTest::addColumn<QString>("line");
