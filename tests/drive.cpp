@@ -280,6 +280,8 @@ QByteArray standardOutput(const std::function<void()> &fn)
 {
     fflush(stdout);
     FILE *file = tmpfile();
+    if (!file)
+        return QByteArrayLiteral("(no temporary file for standard output)");
     const int saved = dup(STDOUT_FILENO);
     dup2(fileno(file), STDOUT_FILENO);
     fn();
